@@ -1,0 +1,13 @@
+# Every dependency comes from the distribution's packages; nothing is fetched at configure time.
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
+find_package(nlohmann_json 3 REQUIRED)
+find_package(CLI11 REQUIRED)
+if(TAVKELO_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+endif()
+if(TAVKELO_BUILD_BENCH)
+  find_package(benchmark REQUIRED)
+endif()

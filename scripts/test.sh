@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Builds TavKelo and runs every test. Usage: scripts/test.sh [default|sanitize]
+# Installs the Debian and npm packages that the build and the tests need when they are missing.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+preset="${1:-default}"
+
+scripts/deps.sh --test
+if [[ -f tests/e2e/package.json ]]; then
+  (cd tests/e2e && { [[ -d node_modules/playwright-core ]] || npm ci --no-audit --no-fund --loglevel=error; })
+fi
+
+cmake --preset "$preset"
+cmake --build --preset "$preset"
+ctest --preset "$preset" -j "$(nproc)"

@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+
+#include "host/HostContext.hpp"
+#include "platform/OleDate.hpp"
+#include "runtime/VirtualTimeLoop.hpp"
+#include "support/TempDir.hpp"
+
+namespace tavkelo {
+namespace {
+
+// An executable at <tmp>/app/bin/TavKeloASM with a LOGS folder at <tmp>/app/LOGS.
+class LogTest : public ::testing::Test {
+ protected:
+  LogTest() : host(loop, Options()) { host.log.SetEnvLookup([](const std::string&) { return std::string(); }); }
+  HostOptions Options() {
+    dir.MakeDir("app/bin");
+    HostOptions o;
+    o.programFilePath = dir.File("app/bin/TavKeloASM");
+    o.echoNotices = false;
+    return o;
+  }
+  std::string LogPath() { return dir.File("app/LOGS/KELO_20200622.LOG"); }
+
+  test::TempDir dir;
+  VirtualTimeLoop loop;
+  HostContext host;
+};
+
+TEST_F(LogTest, HeaderBlockAndStampedLinesAreExact) {
+  dir.MakeDir("app/LOGS");
+  host.log.SetLogControlValue(1);
+  host.log.OpenLogFile();
+  EXPECT_EQ(host.log.LogFileName(), LogPath());
+  loop.PumpFor(470);
+  host.log.WriteLog("clsKeloInterface: AccelTorque(Not Implemented)");
+  host.log.WriteLog("~bcontinued");
+  host.log.WriteLog("~Rabc");
+  host.log.WriteLog("");
+  std::string expected =
+      "\r\n" + std::string(59, '-') +
+      "\r\n"
+      "Kelo Dyne Log Data - 20200622_142305\r\n"
+      "\r\n"
+      "142305.47-clsKeloInterface: AccelTorque(Not Implemented)\r\n"
+      "          continued\r\n"
+      "~Rabc\r\n"
+      "\r\n";
+  EXPECT_EQ(test::ReadFile(LogPath()), expected);
+}
+
+TEST_F(LogTest, ASecondOpenOnTheSameDayAppendsAnotherHeader) {
+  dir.MakeDir("app/LOGS");
+  host.log.SetLogControlValue(64);  // no flag family, but logging is on
+  host.log.OpenLogFile();
+  loop.PumpFor(3'600'000);
+  host.log.OpenLogFile();
+  std::string text = test::ReadFile(LogPath());
+  EXPECT_NE(text.find("Kelo Dyne Log Data - 20200622_142305\r\n"), std::string::npos);
+  EXPECT_NE(text.find("Kelo Dyne Log Data - 20200622_152305\r\n"), std::string::npos);
+  EXPECT_FALSE(host.log.ClsCal());
+}
+
+TEST_F(LogTest, LogErrorAlignsDescUnderErrorCode) {
+  dir.MakeDir("app/LOGS");
+  host.log.SetLogControlValue(1);
+  host.log.OpenLogFile();
+  host.log.LogError(2, "Invalid Dyne Information", "clsKeloInterface: ReadDyneInformation", 0);
+  std::string text = test::ReadFile(LogPath());
+  std::string line1 = "142305.00-clsKeloInterface: ReadDyneInformation-ERROR-Code:2\r\n";
+  std::string line2 = std::string(10 + 37 + 6, ' ') + "-Desc:Invalid Dyne Information\r\n";
+  EXPECT_NE(text.find(line1 + line2), std::string::npos) << text;
+  EXPECT_EQ(line1.find("-Code:"), line2.find("-Desc:")) << "-Desc: stands under -Code:";
+  EXPECT_TRUE(host.notices.Since(0).empty()) << "no box without option 16";
+}
+
+TEST_F(LogTest, WithLoggingOffNothingIsWrittenButTheBoxIsShown) {
+  host.log.SetLogControlValue(0);
+  host.log.LogError(5, "boom", "where", 16);
+  host.log.WriteLog("nothing");
+  auto shown = host.notices.Since(0);
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0].text, "where-ERROR-Code:5\r\n           -Desc:boom");
+  EXPECT_FALSE(test::FileExists(LogPath()));
+}
+
+TEST_F(LogTest, WithoutLogsFolderTheDataFolderIsUsed) {
+  std::string data = dir.MakeDir("data");
+  host.log.SetEnvLookup([data](const std::string& name) { return name == "DATA" ? data : ""; });
+  host.log.SetLogControlValue(1);
+  host.log.OpenLogFile();
+  EXPECT_EQ(host.log.LogFileName(), data + "/KELO_20200622.LOG");
+  EXPECT_TRUE(test::FileExists(data + "/KELO_20200622.LOG"));
+}
+
+TEST_F(LogTest, WithoutLogsOrDataTheTemporaryFolderIsUsed) {
+  host.log.SetLogControlValue(1);
+  host.log.OpenLogFile();
+  EXPECT_EQ(host.log.LogFileName(), "/tmp/KELO_20200622.LOG");
+}
+
+TEST_F(LogTest, AMissingDataFolderFailsTheOpenAndSwitchesLoggingOff) {
+  std::string missing = dir.File("nowhere");
+  host.log.SetEnvLookup([missing](const std::string&) { return missing; });
+  host.log.SetLogControlValue(63);
+  host.log.OpenLogFile();
+  EXPECT_EQ(host.log.LogFileName(), "");
+  EXPECT_EQ(host.log.LogControlValue(), 0);
+  EXPECT_FALSE(host.log.DynTst());
+  auto shown = host.notices.Since(0);
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0].text.rfind("Error Opening '" + missing + "/KELO_20200622.LOG'  (", 0), 0u);
+}
+
+struct StampCase {
+  double fraction;
+  const char* expected;
+};
+
+class LogStamp : public ::testing::TestWithParam<StampCase> {};
+
+TEST_P(LogStamp, HundredthsNeverReadOneHundred) {
+  double now = OleDateFromParts(2020, 6, 22, 14, 23, 5);
+  EXPECT_EQ(DiagnosticLog::Stamp(now, 51785.0 + GetParam().fraction), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Fractions, LogStamp,
+                         ::testing::Values(StampCase{0.0, "142305.00-"}, StampCase{0.47, "142305.47-"},
+                                           StampCase{0.994, "142305.99-"}, StampCase{0.995, "142305.00-"},
+                                           StampCase{0.996, "142305.00-"}));
+
+}  // namespace
+}  // namespace tavkelo

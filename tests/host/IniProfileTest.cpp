@@ -1,0 +1,213 @@
+#include <gtest/gtest.h>
+
+#include "host/Notices.hpp"
+#include "host/clsIniProfile.hpp"
+#include "platform/OleDate.hpp"
+#include "platform/VbError.hpp"
+#include "support/TempDir.hpp"
+
+namespace tavkelo {
+namespace {
+
+class IniProfile : public ::testing::Test {
+ protected:
+  IniProfile() {
+    env.appPath = dir.Path();
+    env.notices = &notices;
+    notices.SetEchoToStderr(false);
+  }
+  std::string IniText() { return test::ReadFile(dir.File("TavKeloASM.INI")); }
+  void SetIni(const std::string& text) { test::WriteFile(dir.File("TavKeloASM.INI"), text); }
+
+  test::TempDir dir;
+  Notices notices;
+  ProfileEnvironment env;
+};
+
+TEST_F(IniProfile, AMissingKeyReturnsTheDefaultAndWritesItBack) {
+  clsIniProfile ini(env);
+  EXPECT_EQ(ini.FileName(), dir.File("TavKeloASM.INI"));
+  EXPECT_EQ(ini.GetInteger("LogControl", "RawSetting", 0), 0);
+  EXPECT_EQ(IniText(), "[LogControl]\r\nRawSetting=0\r\n");
+  EXPECT_TRUE(ini.GetBoolean("CommControl", "ZeroFillVariableNumber", true));
+  EXPECT_EQ(IniText(), "[LogControl]\r\nRawSetting=0\r\n[CommControl]\r\nZeroFillVariableNumber=True\r\n");
+}
+
+TEST_F(IniProfile, AnEmptyValueIsRewrittenWithTheDefault) {
+  SetIni("[Section]\r\nKey=\r\nOther=5\r\n");
+  clsIniProfile ini(env);
+  EXPECT_EQ(ini.GetText("Section", "Key", "fallback"), "fallback");
+  EXPECT_EQ(IniText(), "[Section]\r\nKey=fallback\r\nOther=5\r\n");
+}
+
+TEST_F(IniProfile, SectionsAndKeysIgnoreCaseAndValuesAreTrimmed) {
+  SetIni("[logcontrol]\n  rawsetting =   63  \n");
+  clsIniProfile ini(env);
+  EXPECT_EQ(ini.GetInteger("LogControl", "RawSetting", 0), 63);
+  EXPECT_EQ(ini.GetText("LOGCONTROL", "RAWSETTING", ""), "63");
+}
+
+TEST_F(IniProfile, ANewKeyGoesAtTheEndOfItsSection) {
+  SetIni("[A]\r\nx=1\r\n\r\n[B]\r\ny=2\r\n");
+  clsIniProfile ini(env);
+  ini.WriteText("a", "z", "3");
+  ini.WriteText("B", "Y", "4");
+  EXPECT_EQ(IniText(), "[A]\r\nx=1\r\nz=3\r\n\r\n[B]\r\nY=4\r\n");
+}
+
+TEST_F(IniProfile, LongValuesAreReadAsTheirFirst199Characters) {
+  std::string longValue(250, 'v');
+  SetIni("[S]\r\nK=" + longValue + "\r\n");
+  clsIniProfile ini(env);
+  EXPECT_EQ(ini.GetText("S", "K", ""), std::string(199, 'v'));
+}
+
+struct IntegerCase {
+  const char* text;
+  int expected;
+};
+
+class IniInteger : public IniProfile, public ::testing::WithParamInterface<IntegerCase> {};
+
+TEST_P(IniInteger, ReadsTheLeadingNumberRoundedHalfToEven) {
+  SetIni(std::string("[S]\r\nK=") + GetParam().text + "\r\n");
+  clsIniProfile ini(env);
+  EXPECT_EQ(ini.GetInteger("S", "K", 99), GetParam().expected) << GetParam().text;
+  EXPECT_EQ(ini.GetLong("S", "K", 99), GetParam().expected) << GetParam().text;
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, IniInteger,
+                         ::testing::Values(IntegerCase{"12abc", 12}, IntegerCase{"2.5", 2},
+                                           IntegerCase{"3.5", 4}, IntegerCase{"abc", 0},
+                                           IntegerCase{"-7", -7}, IntegerCase{"&H3F", 63}));
+
+TEST_F(IniProfile, IntegerOverflowIsRaisedToTheCaller) {
+  SetIni("[S]\r\nK=40000\r\n");
+  clsIniProfile ini(env);
+  EXPECT_THROW(ini.GetInteger("S", "K", 0), VbRuntimeError);
+  EXPECT_EQ(ini.GetLong("S", "K", 0), 40000);
+}
+
+struct BoolCase {
+  const char* text;
+  bool expected;
+};
+
+class IniBoolean : public IniProfile, public ::testing::WithParamInterface<BoolCase> {};
+
+TEST_P(IniBoolean, FollowsTheBooleanTable) {
+  SetIni(std::string("[S]\r\nK=") + GetParam().text + "\r\n");
+  clsIniProfile ini(env);
+  // The empty text is rewritten with the default, "False", and reads false.
+  EXPECT_EQ(ini.GetBoolean("S", "K", false), GetParam().expected) << GetParam().text;
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, IniBoolean,
+                         ::testing::Values(BoolCase{"yes", true}, BoolCase{"t", true}, BoolCase{"5", true},
+                                           BoolCase{"-1", true}, BoolCase{"Y", true},
+                                           BoolCase{"TRUE", true}, BoolCase{"no", false},
+                                           BoolCase{"F", false}, BoolCase{"0", false},
+                                           BoolCase{"", false}, BoolCase{"ON", false},
+                                           BoolCase{"False", false}));
+
+TEST_F(IniProfile, DatesParseOrFallBackToTheDefault) {
+  SetIni("[S]\r\nGood=2020-06-22 14:23:05\r\nBad=yesterday\r\n");
+  clsIniProfile ini(env);
+  double fallback = OleDateFromParts(2001, 1, 1);
+  EXPECT_DOUBLE_EQ(ini.GetDate("S", "Good", fallback), OleDateFromParts(2020, 6, 22, 14, 23, 5));
+  EXPECT_DOUBLE_EQ(ini.GetDate("S", "Bad", fallback), fallback);
+  EXPECT_DOUBLE_EQ(ini.GetDate("S", "Missing", fallback), fallback);
+  EXPECT_NE(IniText().find("Missing=2001-01-01 00:00:00\r\n"), std::string::npos);
+}
+
+TEST_F(IniProfile, RealsUseTheGeneralNumberText) {
+  clsIniProfile ini(env);
+  EXPECT_DOUBLE_EQ(ini.GetReal("S", "R", 2.25), 2.25);
+  EXPECT_EQ(IniText(), "[S]\r\nR=2.25\r\n");
+}
+
+TEST_F(IniProfile, GetValueDispatchesOnTheDestinationsType) {
+  SetIni("[S]\r\nI=12\r\nF=1.5\r\nT=text\r\nB=yes\r\n");
+  clsIniProfile ini(env);
+  ProfileVariant i = int16_t{0};
+  ini.GetValue("S", "I", i, ProfileVariant{int16_t{3}});
+  EXPECT_EQ(std::get<int16_t>(i), 12);
+  ProfileVariant f = 0.0f;
+  ini.GetValue("S", "F", f, ProfileVariant{0.0});
+  EXPECT_DOUBLE_EQ(std::get<double>(f), 1.5) << "a Single comes back as a Double";
+  ProfileVariant t = std::string();
+  ini.GetValue("S", "T", t, ProfileVariant{std::string("d")});
+  EXPECT_EQ(std::get<std::string>(t), "text");
+  ProfileVariant b = false;
+  ini.GetValue("S", "B", b, ProfileVariant{false});
+  EXPECT_TRUE(std::get<bool>(b));
+  ProfileVariant l = int32_t{0};
+  ini.GetValue("S", "L", l, ProfileVariant{int32_t{77}});
+  EXPECT_EQ(std::get<int32_t>(l), 77);
+
+  std::string before = IniText();
+  ProfileVariant date = ProfileDate{1.0};
+  ini.GetValue("S", "D", date, ProfileVariant{std::string("2020-01-01")});
+  EXPECT_DOUBLE_EQ(std::get<ProfileDate>(date).value, 1.0);
+  ProfileVariant empty;
+  ini.GetValue("S", "E", empty, ProfileVariant{int16_t{1}});
+  EXPECT_EQ(IniText(), before) << "dates and empty destinations read and write nothing";
+}
+
+TEST_F(IniProfile, AMissingFileIsCreatedOnWrite) {
+  env.defaultFileName = "sub/x";
+  dir.MakeDir("sub");
+  clsIniProfile ini(env);
+  EXPECT_EQ(ini.FileName(), dir.Path() + "/sub/x.INI");
+  EXPECT_EQ(ini.GetText("S", "K", "v"), "v");
+  EXPECT_EQ(test::ReadFile(dir.Path() + "/sub/x.INI"), "[S]\r\nK=v\r\n");
+}
+
+struct ResolveCase {
+  const char* name;
+  const char* expected;  // with APP standing for the application folder
+};
+
+class ResolvePath : public IniProfile, public ::testing::WithParamInterface<ResolveCase> {};
+
+TEST_P(ResolvePath, ComposesDriveFolderNameAndExtension) {
+  env.appPath = "/opt/tavkelo/bin";
+  clsIniProfile ini(env);
+  EXPECT_EQ(ini.ResolveProfilePath(GetParam().name, ".INI"), GetParam().expected) << GetParam().name;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, ResolvePath,
+    ::testing::Values(ResolveCase{"TavKeloASM.INI", "/opt/tavkelo/bin/TavKeloASM.INI"},
+                      ResolveCase{"settings", "/opt/tavkelo/bin/settings.INI"},
+                      ResolveCase{"sub/x.ini", "/opt/tavkelo/bin/sub/x.ini"},
+                      ResolveCase{"/cfg/x.ini", "/cfg/x.ini"},
+                      ResolveCase{"x.y.z", "/opt/tavkelo/bin/x.y.z"},
+                      // A drive with a relative folder lands in the application folder: kept.
+                      ResolveCase{"D:cfg/x.ini", "D:/opt/tavkelo/bin/cfg/x.ini"}));
+
+TEST(SplitProfilePath, TheExtensionStartsAtTheFirstDotAfterTheLastSeparator) {
+  auto parts = clsIniProfile::SplitProfilePath("C:/dir.d/sub/x.y.z");
+  EXPECT_EQ(parts.drive, "C:");
+  EXPECT_EQ(parts.directory, "/dir.d/sub/");
+  EXPECT_EQ(parts.baseName, "x");
+  EXPECT_EQ(parts.extension, ".y.z");
+  auto plain = clsIniProfile::SplitProfilePath("name");
+  EXPECT_EQ(plain.drive, "");
+  EXPECT_EQ(plain.directory, "");
+  EXPECT_EQ(plain.baseName, "name");
+  EXPECT_EQ(plain.extension, "");
+}
+
+TEST_F(IniProfile, AFailedRuntimeProbeShowsItsMessageAndGivesNoPath) {
+  env.failRuntimeProbe = true;
+  clsIniProfile ini(env);
+  EXPECT_EQ(ini.FileName(), "");
+  auto shown = notices.Since(0);
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0].text, "MSAFINX.DLL is missing");
+  EXPECT_EQ(shown[0].style, 4112);
+}
+
+}  // namespace
+}  // namespace tavkelo

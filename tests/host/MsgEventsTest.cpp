@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+
+#include "host/MsgEvents.hpp"
+#include "runtime/LoopTimer.hpp"
+#include "runtime/VirtualTimeLoop.hpp"
+
+namespace tavkelo {
+namespace {
+
+TEST(MsgEvents, ATimedWaitWithoutHandleDispatchesAndReturnsOne) {
+  VirtualTimeLoop loop;
+  MsgEvents events(loop);
+  int ticks = 0;
+  LoopTimer timer(loop, [&] { ++ticks; });
+  timer.SetInterval(1);
+  timer.SetEnabled(true);
+  int64_t start = loop.NowUs();
+  EXPECT_EQ(events.MsgWaitEvent(0, 5), MsgEvents::kTimedOut);
+  EXPECT_EQ(loop.NowUs() - start, 5000);
+  EXPECT_EQ(ticks, 5);
+}
+
+TEST(MsgEvents, ASignalledEventReturnsZeroAtOnce) {
+  VirtualTimeLoop loop;
+  MsgEvents events(loop);
+  int32_t h = events.CreateEvent(false, false, "");
+  events.SetEvent(h);
+  int64_t start = loop.NowUs();
+  EXPECT_EQ(events.MsgWaitEvent(h, 0), MsgEvents::kWaitObject0);
+  EXPECT_EQ(loop.NowUs(), start);
+  // Auto-reset: the signal was taken by the wait.
+  EXPECT_EQ(events.MsgWaitEvent(h, 20), MsgEvents::kTimedOut);
+  events.CloseHandle(h);
+}
+
+TEST(MsgEvents, AnEventSetByAHandlerEndsTheWait) {
+  VirtualTimeLoop loop;
+  MsgEvents events(loop);
+  int32_t h = events.CreateEvent(true, false, "");
+  loop.CallAfterUs(30'000, [&] { events.SetEvent(h); });
+  EXPECT_EQ(events.MsgWaitEvent(h, 1000), MsgEvents::kWaitObject0);
+  EXPECT_EQ(loop.NowUs(), 30'000);
+  events.CloseHandle(h);
+}
+
+TEST(MsgEvents, DestroyingTheObjectReleasesAWaitOnItsHandle) {
+  VirtualTimeLoop loop;
+  auto events = std::make_unique<MsgEvents>(loop);
+  int32_t own = events->OwnEvent();
+  loop.CallAfterUs(10'000, [&] { events.reset(); });
+  // An unbounded wait that only the destruction can end.
+  EXPECT_EQ(events->MsgWaitEvent(own, 0), MsgEvents::kWaitObject0);
+  EXPECT_EQ(loop.NowUs(), 10'000);
+  EXPECT_EQ(events, nullptr);
+}
+
+TEST(MsgEvents, ClosingAWaitedHandleFailsTheWait) {
+  VirtualTimeLoop loop;
+  MsgEvents events(loop);
+  int32_t h = events.CreateEvent(false, false, "");
+  loop.CallAfterUs(5'000, [&] { events.CloseHandle(h); });
+  EXPECT_EQ(events.MsgWaitEvent(h, 0), MsgEvents::kWaitFailed);
+}
+
+TEST(MsgEvents, FileTimeArithmeticCarriesAndBorrowsAcrossBytes) {
+  FileTime a = MsgEvents::ToFileTime(0x00000000FFFFFFFFll);
+  FileTime one = MsgEvents::ToFileTime(1);
+  EXPECT_EQ(MsgEvents::FromFileTime(MsgEvents::AddFileTime(a, one)), 0x0000000100000000ll);
+  EXPECT_EQ(MsgEvents::FromFileTime(MsgEvents::SubtractFileTime(MsgEvents::ToFileTime(0x100), one)), 0xFF);
+  EXPECT_EQ(MsgEvents::FromFileTime(MsgEvents::SubtractFileTime(one, MsgEvents::ToFileTime(2))), -1);
+}
+
+}  // namespace
+}  // namespace tavkelo

@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/OleDate.hpp"
+#include "platform/VbConvert.hpp"
+#include "platform/VbError.hpp"
+#include "platform/VbFormat.hpp"
+
+namespace tavkelo {
+namespace {
+
+struct NumberCase {
+  double value;
+  const char* format;
+  const char* expected;
+};
+
+class DoubleFormat : public ::testing::TestWithParam<NumberCase> {};
+
+TEST_P(DoubleFormat, FormatsAsTheClassicRuntime) {
+  const NumberCase& c = GetParam();
+  EXPECT_EQ(VbFormat(c.value, c.format), c.expected) << c.value << " with " << c.format;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, DoubleFormat,
+    ::testing::Values(
+        // whole numbers with forced digits
+        NumberCase{7, "0", "7"}, NumberCase{7, "00", "07"}, NumberCase{7, "000", "007"},
+        NumberCase{123, "00", "123"}, NumberCase{42, "00000", "00042"},
+        NumberCase{1234567, "00000000", "01234567"}, NumberCase{-3, "000", "-003"},
+        // halves round away from zero
+        NumberCase{2.5, "0", "3"}, NumberCase{3.5, "0", "4"}, NumberCase{-2.5, "#0", "-3"},
+        NumberCase{0.125, "0.00", "0.13"}, NumberCase{12.25, "##0.0", "12.3"},
+        NumberCase{-12.25, "##0.0", "-12.3"}, NumberCase{0.5, "#0", "1"},
+        // optional digits
+        NumberCase{0.3, "#0", "0"}, NumberCase{5, "##0", "5"}, NumberCase{12345, "###0", "12345"},
+        NumberCase{0, "####0", "0"}, NumberCase{9.96, "#0.0", "10.0"},
+        NumberCase{1234.5, "####0.0", "1234.5"}, NumberCase{7.891, "###0.0", "7.9"},
+        NumberCase{12.5, "00.0", "12.5"}, NumberCase{2.5, "00.0", "02.5"},
+        NumberCase{3.14159, "00.00", "03.14"}, NumberCase{3.14159, "0.000", "3.142"},
+        NumberCase{3.14159, "#0.000", "3.142"}, NumberCase{8.555, "#0.00", "8.56"},
+        NumberCase{-0.001, "0.00", "-0.00"}, NumberCase{1.005, "##0.00", "1.01"},
+        NumberCase{99999.995, "####0.00", "100000.00"},
+        NumberCase{1.23456789, "###0.00000", "1.23457"},
+        // the fraction-only format of the log stamp
+        NumberCase{0.47, ".00", ".47"}, NumberCase{0.0, ".00", ".00"}, NumberCase{0.994, ".00", ".99"},
+        NumberCase{0.996, ".00", "1.00"}, NumberCase{0.005, ".00", ".01"},
+        // scientific with two sections
+        NumberCase{0.0, "#0.00000e+00;-0.00000e+00", "0.00000e+00"},
+        NumberCase{1234.5, "#0.00000e+00;-0.00000e+00", "12.34500e+02"},
+        NumberCase{-0.0123, "#0.00000e+00;-0.00000e+00", "-1.23000e-02"},
+        NumberCase{0.999999999, "#0.00000e+00;-0.00000e+00", "10.00000e-01"},
+        NumberCase{5.5, "0.00e+00", "5.50e+00"}, NumberCase{99.999, "0.00e+00", "1.00e+02"}));
+
+TEST(VbFormat, SingleUsesItsSevenSignificantDigits) {
+  // 1.005f is 1.00499999523... as a double; as a Single it reads 1.005000 and rounds up.
+  EXPECT_EQ(VbFormat(1.005f, "0.00"), "1.01");
+  EXPECT_EQ(VbFormat(static_cast<double>(1.005f), "0.00"), "1.00");
+  // A Double keeps 15 digits: 2.675 reads 2.67500000000000 and rounds up.
+  EXPECT_EQ(VbFormat(2.675, "0.00"), "2.68");
+  EXPECT_EQ(VbFormat(0.1f, "0.0000000000"), "0.1000000000");
+}
+
+TEST(VbFormat, GeneralTextOfSingleAndDouble) {
+  EXPECT_EQ(VbStr(8.555f), "8.555");
+  EXPECT_EQ(VbStr(0.0f), "0");
+  EXPECT_EQ(VbStr(-2.5f), "-2.5");
+  EXPECT_EQ(VbStr(1234567.0f), "1234567");
+  EXPECT_EQ(VbStr(12345678.0f), "1.234568E+07");
+  EXPECT_EQ(VbStr(0.00001f), "0.00001");
+  EXPECT_EQ(VbStr(0.000001f), "1E-06");
+  EXPECT_EQ(VbStr(0.1), "0.1");
+  EXPECT_EQ(VbStr(1.0 / 3.0), "0.333333333333333");
+  EXPECT_EQ(VbStr(4127.0), "4127");
+}
+
+TEST(VbFormat, HexIsUpperCase) {
+  EXPECT_EQ(VbHex(63), "3F");
+  EXPECT_EQ(VbHex(0), "0");
+  EXPECT_EQ(VbHex(-1), "FFFFFFFF");
+}
+
+TEST(VbFormatDate, DateAndTimeTokens) {
+  double date = OleDateFromParts(2020, 6, 22, 14, 23, 5);
+  EXPECT_EQ(VbFormatDate(date, "yyyy-MM-dd HH:mm:ss"), "2020-06-22 14:23:05");
+  EXPECT_EQ(VbFormatDate(date, "HHMMSS"), "142305");
+  EXPECT_EQ(VbFormatDate(date, "YYYYMMDD"), "20200622");
+  // Fractions of a second never round the seconds up.
+  EXPECT_EQ(VbFormatDate(date + 0.9 / 86400.0, "HHMMSS"), "142305");
+  EXPECT_EQ(VbFormatDate(OleDateFromParts(1999, 12, 31, 23, 59, 59), "yyyy-MM-dd HH:mm:ss"),
+            "1999-12-31 23:59:59");
+}
+
+TEST(OleDate, KnownDatesAndRoundTrip) {
+  EXPECT_DOUBLE_EQ(OleDateFromParts(1899, 12, 30), 0.0);
+  EXPECT_DOUBLE_EQ(OleDateFromParts(1900, 1, 1), 2.0);
+  EXPECT_DOUBLE_EQ(OleDateFromParts(2000, 1, 1, 12, 0, 0), 36526.5);
+  DateParts p = OleDateToParts(OleDateFromParts(2024, 2, 29, 23, 59, 58));
+  EXPECT_EQ(p.year, 2024);
+  EXPECT_EQ(p.month, 2);
+  EXPECT_EQ(p.day, 29);
+  EXPECT_EQ(p.second, 58);
+}
+
+TEST(OleDate, ParsesTheProfileFormAndRejectsOtherText) {
+  auto parsed = ParseOleDate("2020-06-22 14:23:05");
+  ASSERT_TRUE(parsed.has_value());
+  EXPECT_DOUBLE_EQ(*parsed, OleDateFromParts(2020, 6, 22, 14, 23, 5));
+  EXPECT_TRUE(ParseOleDate("2020-06-22").has_value());
+  EXPECT_FALSE(ParseOleDate("not a date").has_value());
+  EXPECT_FALSE(ParseOleDate("2020-02-30 10:00:00").has_value());
+  EXPECT_FALSE(ParseOleDate("").has_value());
+  EXPECT_FALSE(ParseOleDate("2020-06-22 25:00:00").has_value());
+}
+
+struct ValCase {
+  const char* text;
+  double expected;
+};
+
+class LeadingNumber : public ::testing::TestWithParam<ValCase> {};
+
+TEST_P(LeadingNumber, ReadsTheNumberAtTheStart) {
+  EXPECT_DOUBLE_EQ(VbVal(GetParam().text), GetParam().expected) << GetParam().text;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, LeadingNumber,
+    ::testing::Values(ValCase{"12abc", 12}, ValCase{"  42", 42}, ValCase{"-3.5x", -3.5},
+                      ValCase{"+7", 7}, ValCase{"abc", 0}, ValCase{"", 0}, ValCase{".5", 0.5},
+                      ValCase{"1e3", 1000}, ValCase{"2.5E-1z", 0.25}, ValCase{"1 2 3", 123},
+                      ValCase{"12e", 12}, ValCase{"&HFF", 255}, ValCase{"&hffff", -1},
+                      ValCase{"&H10000", 65536}, ValCase{"&O17", 15}, ValCase{"&Hxyz", 0},
+                      ValCase{"12.50 mph", 12.5}, ValCase{"1,5", 1}));
+
+struct RoundCase {
+  double value;
+  int expected;
+};
+
+class HalfToEven : public ::testing::TestWithParam<RoundCase> {};
+
+TEST_P(HalfToEven, CIntAndCLngRoundHalvesToEven) {
+  EXPECT_EQ(VbCInt(GetParam().value), GetParam().expected);
+  EXPECT_EQ(VbCLng(GetParam().value), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, HalfToEven,
+                         ::testing::Values(RoundCase{2.5, 2}, RoundCase{3.5, 4}, RoundCase{-2.5, -2},
+                                           RoundCase{-3.5, -4}, RoundCase{0.5, 0}, RoundCase{1.5, 2},
+                                           RoundCase{2.4999, 2}, RoundCase{-0.6, -1},
+                                           RoundCase{32767.4, 32767}, RoundCase{-32768.5, -32768}));
+
+TEST(Conversions, OverflowIsRaised) {
+  for (double v : {40000.0, 32767.5, -32769.0}) {
+    try {
+      VbCInt(v);
+      FAIL() << v << " did not overflow";
+    } catch (const VbRuntimeError& e) {
+      EXPECT_EQ(e.Number(), kVbErrOverflow);
+      EXPECT_EQ(e.Description(), "Overflow");
+    }
+  }
+  EXPECT_EQ(VbCLng(40000.0), 40000);
+  EXPECT_THROW(VbCLng(2147483648.0), VbRuntimeError);
+  EXPECT_EQ(VbCLng(-2147483648.0), INT32_MIN);
+  EXPECT_EQ(VbCByte(255.4), 255);
+  EXPECT_THROW(VbCByte(-1), VbRuntimeError);
+}
+
+TEST(Conversions, BooleanText) {
+  EXPECT_STREQ(BoolText(true), "True");
+  EXPECT_STREQ(BoolText(false), "False");
+}
+
+}  // namespace
+}  // namespace tavkelo

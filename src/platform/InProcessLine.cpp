@@ -121,6 +121,8 @@ class ForwardingPort final : public SerialChannel {
   size_t InBufferCount() override { return target_.InBufferCount(); }
   std::vector<uint8_t> Input() override { return target_.Input(); }
   bool Output(const uint8_t* data, size_t count) override { return target_.Output(data, count); }
+  void SetRThreshold(int threshold) override { target_.SetRThreshold(threshold); }
+  int RThreshold() const override { return target_.RThreshold(); }
 
  private:
   SerialChannel& target_;

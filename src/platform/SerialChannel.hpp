@@ -49,8 +49,8 @@ class SerialChannel {
   virtual bool Output(const uint8_t* data, size_t count) = 0;
 
   // With a threshold above 0, arriving bytes raise comm::EvReceive once at least that many wait.
-  void SetRThreshold(int threshold) { rThreshold_ = threshold; }
-  int RThreshold() const { return rThreshold_; }
+  virtual void SetRThreshold(int threshold) { rThreshold_ = threshold; }
+  virtual int RThreshold() const { return rThreshold_; }
   void SetOnComm(CommHandler handler) { onComm_ = std::move(handler); }
 
  protected:

@@ -1,0 +1,272 @@
+#include "link/DynePoller.hpp"
+
+#include <exception>
+
+#include "link/KeloContext.hpp"
+#include "platform/VbError.hpp"
+#include "platform/VbFormat.hpp"
+
+namespace tavkelo {
+
+void DynePoller::UpdateDyneReadings() {
+  int stage = 1000;
+  try {
+    if (ctx_.store.DyneVersion == 0.0f && ctx_.poller.connected) {
+      if (ctx_.log.RawCom()) ctx_.log.WriteLog("UpdateDyneReadings-GetVersion...");
+      stage = 1200;
+      InterfaceKeloCommand(cmd::GetVariable, var::VERSION, 0.0f);
+    }
+    stage = 1400;
+    Step(stage);
+    stage = 2600;
+    const PollerState& p = ctx_.poller;
+    if (p.DRSR && ctx_.log.RawCom()) {
+      LoopTimer& t = ctx_.comm.tmrUpdateReadings;
+      ctx_.log.WriteLog(std::string("UpdateDyneReadings-DRSR:") + BoolText(p.DRSR) +
+                        " DIS:" + VbFormat(static_cast<int>(p.DIS), "00") +
+                        " DISS:" + VbFormat(static_cast<int>(p.DISS), "00") + " CIP:" + BoolText(p.CIP) +
+                        " TmrInt:" + VbFormat(static_cast<int>(t.Interval()), "0000") +
+                        " TmrEnb:" + BoolText(t.Enabled()));
+    }
+    stage = 3000;
+  } catch (const VbRuntimeError& e) {
+    ctx_.log.LogError(e.Number(), e.Description(), "UpdateDyneReadings[" + std::to_string(stage) + "]", 0);
+  } catch (const std::exception& e) {
+    ctx_.log.LogError(51, e.what(), "UpdateDyneReadings[" + std::to_string(stage) + "]", 0);
+  }
+  // Rearmed also after a failure, so that one bad step never stops the poller.
+  Rearm();
+}
+
+int32_t DynePoller::SendCycleRequest(int& stage) {
+  PollerState& p = ctx_.poller;
+  const SharedTestState& t = ctx_.test;
+  DyneRequests& r = ctx_.requests;
+  int32_t result = -1;  // nothing sent
+  switch (p.DIS) {
+    case 0:
+      stage = 2110;
+      p.cycleStart = ctx_.Tick();
+      result = r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f);
+      break;
+    case 1:
+      stage = 2120;
+      result = r.SendDyneCommand(cmd::GetStatus, 0, 0.0f);
+      if (result == xr::Success) p.lastStatusTime = ctx_.Tick();
+      break;
+    case 2:
+      stage = 2130;
+      // Parasitics, coastdown and the load-cell calibration want speed and torque more often.
+      if (t.CurTest != test::Parasitics && t.CurTest != test::Coastdown && t.CurCalibration != 1) {
+        result = r.SendDyneCommand(cmd::GetVariable, var::ACCELERATION, 0.0f);
+      } else {
+        result = r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f);
+      }
+      break;
+    case 3: {
+      stage = 2140;
+      const bool testRuns = t.CurTest != test::None && t.CurCalibration != 2;
+      switch (p.DISS) {
+        case 0:
+          stage = 2141;
+          result = r.SendDyneCommand(cmd::GetVariable, var::DISTANCE, 0.0f);
+          break;
+        case 1:
+          stage = 2142;
+          result = testRuns ? r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f)
+                            : r.SendDyneCommand(cmd::GetVariable, var::LEFTWEIGHT, 0.0f);
+          break;
+        case 2:
+          stage = 2143;
+          result = r.SendDyneCommand(cmd::GetVariable, var::BEARINGTEMP, 0.0f);
+          break;
+        case 3:
+          stage = 2144;
+          result = testRuns ? r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f)
+                            : r.SendDyneCommand(cmd::GetVariable, var::RIGHTWEIGHT, 0.0f);
+          break;
+        case 4:
+          stage = 2145;
+          result = r.SendDyneCommand(cmd::GetVariable, var::FORCETEMP, 0.0f);
+          break;
+        case 5:
+          stage = 2146;
+          result = r.SendDyneCommand(cmd::GetVariable, var::MEASURING_DIRECTION, 0.0f);
+          break;
+        default:
+          break;
+      }
+      p.DISS = p.DISS >= 5 ? 0 : static_cast<int16_t>(p.DISS + 1);
+      break;
+    }
+    default:
+      stage = 2190;
+      break;
+  }
+  return result;
+}
+
+void DynePoller::Step(int& stage) {
+  PollerState& p = ctx_.poller;
+  SharedTestState& t = ctx_.test;
+  switch (p.pollState) {
+    case 1: {
+      stage = 2100;
+      int32_t result = -1;
+      if (p.readingsActive) {
+        result = SendCycleRequest(stage);
+        stage = 2200;
+        p.DIS = p.DIS >= 3 ? 0 : static_cast<int16_t>(p.DIS + 1);
+      }
+      if (result == xr::Success) {
+        p.pollState = 2;
+        p.CIP = true;
+      } else {
+        p.pollState = 3;
+        p.CIP = false;
+      }
+      break;
+    }
+    case 2:
+      stage = 2300;
+      if (ctx_.replies.CheckKeloCmdSts()) {
+        p.pollState = 3;
+        p.CIP = false;
+      }
+      break;
+    case 3:
+      stage = 2400;
+      if (t.CurTest != test::None) {
+        stage = t.CurTest == 1 ? 2411 : t.CurTest == 2 ? 2412 : t.CurTest == 3 ? 2413 : 2414;
+        if (ctx_.runTestStep) ctx_.runTestStep(t.CurTest);
+      }
+      if (t.CurCalibration != 0) {
+        stage = t.CurCalibration == 1 ? 2431 : 2432;
+        if (ctx_.runCalibrationStep) ctx_.runCalibrationStep(t.CurCalibration);
+      }
+      // A step that put its own request on the line: await that reply next. A request that
+      // could not be put (the port closed under it) is not awaited, or the poller would wait
+      // for a reply that never comes.
+      if (t.TestCommandPending && ctx_.xfer.exchangeResult == xr::Success) {
+        stage = 2441;
+        t.TestCommandPending = false;
+        p.pollState = 2;
+        p.CIP = true;
+      } else {
+        stage = 2442;
+        t.TestCommandPending = false;
+        p.pollState = 1;
+      }
+      break;
+    default:
+      stage = 2450;
+      p.pollState = 1;
+      p.DIS = 0;
+      p.DISS = 0;
+      p.CIP = false;
+      break;
+  }
+}
+
+void DynePoller::Rearm() {
+  PollerState& p = ctx_.poller;
+  LoopTimer& timer = ctx_.comm.tmrUpdateReadings;
+  const SharedTestState& t = ctx_.test;
+  if (p.CIP) {
+    // A reply is outstanding: look at it again soon.
+    timer.SetInterval(5);
+    timer.SetEnabled(true);
+    return;
+  }
+  if (p.DRSR) {
+    // A suspend is requested and nothing is outstanding: hand the line over.
+    p.DyneReadingsBusy = false;
+    timer.SetEnabled(false);
+    return;
+  }
+  uint32_t interval = 10;
+  if (!p.readingsActive && t.SleepStatus != seqstatus::Running && t.LcwsStatus != seqstatus::Running) {
+    interval = 1000;
+  }
+  if (p.readingsActive && p.DIS == 0) {
+    // A cycle has just completed. While the rolls coast (turning, motor off) the poller runs
+    // continuously; otherwise the next cycle starts one period after this one began.
+    const ReadingsStore& s = ctx_.store;
+    bool coasting = s.DyneSpeed >= 0.5f && !s.StatusBitsCopy[status::MotorOn];
+    if (!coasting) {
+      p.cycleTime = TickDiff(ctx_.Tick(), p.cycleStart);
+      int32_t period = t.CurCalibration != 0 ? 500 : 1000;
+      int32_t remainder = period - p.cycleTime;
+      if (remainder > 10) interval = static_cast<uint32_t>(remainder);
+    }
+  }
+  timer.SetInterval(interval);
+  timer.SetEnabled(true);
+}
+
+int32_t DynePoller::InterfaceKeloCommand(int32_t command, uint8_t variable, float value) {
+  if (!ctx_.poller.connected) return xr::NotConnected;
+  if (command < 0 || command > 255 || !IsValidDyneCommand(static_cast<uint8_t>(command))) {
+    ctx_.xfer.exchangeResult = xr::InvalidCommand;
+    return xr::InvalidCommand;
+  }
+  const uint8_t c = static_cast<uint8_t>(command);
+  ctx_.requests.ResetDyneTransfer(false, true);
+  ctx_.requests.RecordRequest(c, variable, value);
+  if (ctx_.log.ClsCal()) {
+    std::string line = "InterfaceKeloCommand: " + DyneCommandName(c);
+    if (c == cmd::GetVariable) line += " (" + DyneVariableName(variable) + ")";
+    ctx_.log.WriteLog(line);
+  }
+  ctx_.requests.TransmitDyneRequest();
+  if (ctx_.xfer.exchangeResult == xr::Success) {
+    MsgEvents& events = ctx_.host.Events();
+    while (!ctx_.replies.CheckKeloCmdSts()) events.MsgWaitEvent(0, 5);
+  }
+  if (ctx_.log.ClsCal()) {
+    std::string line = "InterfaceKeloCommand: " + DyneCommandName(c);
+    if (c == cmd::GetVariable) {
+      const RequestSlot& slot = ctx_.store.slots[0];
+      line += " (Num:" + VbFormat(static_cast<int>(variable), "000") + " Val:" +
+              VbFormat(slot.clientValue, "0.000") + " Unit:'" + slot.clientUnit + "')";
+    }
+    ctx_.log.WriteLog(line + " Processed");
+  }
+  return ctx_.xfer.exchangeResult;
+}
+
+void DynePoller::SuspendDyneReadings() {
+  PollerState& p = ctx_.poller;
+  if (!p.connected) return;
+  DiagnosticLog& log = ctx_.log;
+  if (log.ClsCal()) log.WriteLog("SuspendDyneReadings-Waiting...");
+  NamedSemaphore* lock = ctx_.InterfaceLock();
+  if (lock != nullptr) {
+    // The holder may be further down this very stack or the poller: keep the loop dispatching
+    // while waiting for it, 200 ms at a time.
+    while (!ctx_.loop.PumpUntil([lock] { return lock->TryAcquire(); }, 200)) {
+    }
+  }
+  LoopTimer& timer = ctx_.comm.tmrUpdateReadings;
+  if (log.ClsCal()) log.WriteLog(std::string("SuspendDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
+  p.DRSR = true;
+  bool quiet = ctx_.loop.PumpUntil([&p] { return !p.DyneReadingsBusy; }, 20'000);
+  timer.SetEnabled(false);
+  if (!quiet && log.LoggingOn()) {
+    log.WriteLog("SuspendDyneReadings-Timeout waiting for DyneReadingsBusy to be False.");
+  }
+}
+
+void DynePoller::ResumeDyneReadings() {
+  PollerState& p = ctx_.poller;
+  if (!p.connected) return;
+  p.DyneReadingsBusy = true;
+  p.DRSR = false;
+  LoopTimer& timer = ctx_.comm.tmrUpdateReadings;
+  timer.SetInterval(10);
+  timer.SetEnabled(true);
+  if (ctx_.log.ClsCal()) ctx_.log.WriteLog(std::string("ResumeDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
+  if (NamedSemaphore* lock = ctx_.InterfaceLock()) lock->Release();
+}
+
+}  // namespace tavkelo

@@ -1,0 +1,79 @@
+#pragma once
+// The process-wide state of one server process and the procedures of the link that work on it.
+// Every clsKeloInterface object of the process shares it, so two clients see one link, one
+// readings store and one running test.
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "host/HostContext.hpp"
+#include "link/DynePoller.hpp"
+#include "link/DyneReadings.hpp"
+#include "link/DyneReplies.hpp"
+#include "link/DyneRequests.hpp"
+#include "link/LinkTransfer.hpp"
+#include "link/ReadingsStore.hpp"
+#include "link/SharedTestState.hpp"
+#include "link/TestParameters.hpp"
+#include "link/TestResults.hpp"
+#include "link/frmComm.hpp"
+#include "platform/NamedSemaphore.hpp"
+#include "platform/SerialChannel.hpp"
+
+namespace tavkelo {
+
+class KeloContext {
+ public:
+  explicit KeloContext(HostContext& host);
+  ~KeloContext();
+  KeloContext(const KeloContext&) = delete;
+  KeloContext& operator=(const KeloContext&) = delete;
+
+  HostContext& host;
+  EventLoop& loop;
+  DiagnosticLog& log;
+
+  ReadingsStore store;
+  LinkTransfer xfer;
+  PollerState poller;
+  SharedTestState test;
+  TestParameters params;
+  TestResults results;
+
+  frmComm comm;
+  DyneRequests requests;
+  DyneReplies replies;
+  DyneReadings readings;
+  DynePoller polling;
+
+  // The step routines of the test sequences and calibration wizards, called by the poller after
+  // each completed exchange while CurTest or CurCalibration is not 0.
+  std::function<void(int16_t curTest)> runTestStep;
+  std::function<void(int32_t curCalibration)> runCalibrationStep;
+
+  // Turns a client's port number (1 = COM1) into a serial port; nullptr when there is none.
+  using PortOpener = std::function<std::unique_ptr<SerialChannel>(int16_t port)>;
+  PortOpener openPort;
+
+  // The two named semaphores, shared with other processes; created (or opened) by the first
+  // interface object and closed with the last.
+  void AcquireSemaphores();
+  void ReleaseSemaphores();
+  NamedSemaphore* ReadingsLock() { return readingsLock_.get(); }
+  NamedSemaphore* InterfaceLock() { return interfaceLock_.get(); }
+  std::string SemaphoreName(const std::string& base) const;
+
+  // Current tick count as the signed 32-bit value the procedures keep.
+  int32_t Tick() const { return static_cast<int32_t>(loop.TickCount()); }
+
+ private:
+  std::unique_ptr<NamedSemaphore> readingsLock_;
+  std::unique_ptr<NamedSemaphore> interfaceLock_;
+  int semaphoreUsers_ = 0;
+};
+
+// The default port map: port N is /dev/ttyS{N-1}.
+std::unique_ptr<SerialChannel> OpenDefaultPort(EventLoop& loop, int16_t port);
+
+}  // namespace tavkelo

@@ -1,0 +1,141 @@
+#include "link/frmComm.hpp"
+
+#include <cstdio>
+
+#include "link/KeloContext.hpp"
+#include "platform/VbFormat.hpp"
+
+namespace tavkelo {
+
+std::string CommEventName(int16_t code) {
+  const char* name = "?";
+  switch (code) {
+    case 2: name = "EvReceive"; break;
+    case 1: name = "EvSend"; break;
+    case 1004: name = "EventFrame"; break;
+    case 1006: name = "EventOverrun"; break;
+    case 1008: name = "EventExOver"; break;
+    case 1009: name = "EventRxParity"; break;
+    case 1010: name = "EventTxFull"; break;
+    case 1011: name = "EventDCB"; break;
+    default: break;
+  }
+  char hex[8];
+  std::snprintf(hex, sizeof hex, "%04X", static_cast<unsigned>(static_cast<uint16_t>(code)));
+  return std::string(name) + " (0x" + hex + ")";
+}
+
+frmComm::frmComm(KeloContext& ctx)
+    : tmrUpdateReadings(ctx.loop), tmrDyneRespTimeout(ctx.loop), ctx_(ctx) {
+  tmrUpdateReadings.SetInterval(kPollIntervalMs);
+  tmrUpdateReadings.SetHandler([this] { tmrUpdateReadings_Timer(); });
+  tmrDyneRespTimeout.SetInterval(kReplyTimeoutMs);
+  tmrDyneRespTimeout.SetHandler([this] { tmrDyneRespTimeout_Timer(); });
+}
+
+frmComm::~frmComm() {
+  if (port_) port_->SetOnComm(nullptr);
+}
+
+void frmComm::Load() {
+  if (loaded_) return;
+  loaded_ = true;
+  if (ctx_.log.LoggingOn()) ctx_.log.WriteLog("frmComm-Loading ...");
+}
+
+void frmComm::Unload() {
+  if (!loaded_) return;
+  if (ctx_.log.LoggingOn()) ctx_.log.WriteLog("frmComm-UnLoading ...");
+  tmrUpdateReadings.SetEnabled(false);
+  tmrDyneRespTimeout.SetEnabled(false);
+  ClosePort();
+  loaded_ = false;
+}
+
+void frmComm::AttachPort(std::unique_ptr<SerialChannel> port) {
+  if (port_) port_->SetOnComm(nullptr);
+  port_ = std::move(port);
+  if (port_) port_->SetOnComm([this](int16_t event) { KeloComm_OnComm(event); });
+}
+
+void frmComm::ClosePort() {
+  if (port_ && port_->IsOpen()) port_->Close();
+}
+
+void frmComm::KeloComm_OnComm(int16_t event) {
+  switch (event) {
+    case comm::EvReceive:
+      GatherDyneResponse();
+      break;
+    case comm::EvSend:
+      break;
+    case comm::EventFrame:
+    case comm::EventOverrun:
+    case comm::EventRxOver:
+    case comm::EventRxParity:
+    case comm::EventTxFull:
+    case comm::EventDCB: {
+      int32_t& count = ctx_.store.counters.commEvents;
+      BumpCounter(count);
+      if (ctx_.log.ComErr()) {
+        ctx_.log.WriteLog("KeloComm_OnComm-Com_Error:" + CommEventName(event) + "  Cnt:" +
+                          VbFormat(static_cast<int>(count), "##0"));
+      }
+      break;
+    }
+    default:
+      break;
+  }
+}
+
+void frmComm::GatherDyneResponse() {
+  if (!port_) return;
+  LinkTransfer& x = ctx_.xfer;
+  bool ended = false;
+  while (!ended && port_->InBufferCount() > 0) {
+    std::vector<uint8_t> bytes = port_->Input();
+    if (x.receiveCount + bytes.size() > 255) {
+      tmrDyneRespTimeout.SetEnabled(false);
+      x.replyStatus = kReplyOverFlow;
+      ended = true;
+      break;
+    }
+    for (uint8_t b : bytes) {
+      bool first = x.receiveCount == 0;
+      x.receiveBuffer[static_cast<size_t>(x.receiveCount)] = b;
+      ++x.receiveCount;
+      x.receiveMarker = 1;
+      if (first && (b == frame::ACK || b == frame::NAK)) {
+        x.replyStatus = b == frame::ACK ? kReplyACK : kReplyNAK;
+        tmrDyneRespTimeout.SetEnabled(false);
+        port_->SetRThreshold(0);
+        ended = true;
+        break;
+      }
+      if (!first && b == frame::End) {
+        tmrDyneRespTimeout.SetEnabled(false);
+        port_->SetRThreshold(0);
+        x.replyStatus = kReplyData;
+        ended = true;
+        break;
+      }
+    }
+  }
+  if (ended && ctx_.log.RawCom()) {
+    ctx_.log.WriteLog("GatherDyneResponse-Done-Sts:" + CommStatusName(static_cast<int16_t>(x.replyStatus)) +
+                      " Cnt:" + VbFormat(static_cast<int>(x.receiveCount), "00"));
+  }
+}
+
+void frmComm::tmrDyneRespTimeout_Timer() {
+  tmrDyneRespTimeout.SetEnabled(false);
+  ctx_.xfer.replyStatus = kReplyTimeout;
+}
+
+void frmComm::tmrUpdateReadings_Timer() {
+  if (!tmrUpdateReadings.Enabled()) return;
+  tmrUpdateReadings.SetEnabled(false);
+  ctx_.polling.UpdateDyneReadings();
+}
+
+}  // namespace tavkelo

@@ -1,0 +1,243 @@
+#include <gtest/gtest.h>
+
+#include "link/DyneUnits.hpp"
+#include "support/LinkFixture.hpp"
+#include "support/ScriptedController.hpp"
+
+namespace tavkelo {
+namespace {
+
+using test::Bytes;
+using test::DataFrame;
+using test::ReceivedFrame;
+using test::ScriptedReply;
+
+class Exchange : public ::testing::Test {
+ protected:
+  Exchange() : controller(f.loop, f.line->DeviceEnd()) { f.ConnectLink(); }
+
+  int32_t Command(uint8_t command, uint8_t variable = 0, float value = 0.0f) {
+    return f.ctx->polling.InterfaceKeloCommand(command, variable, value);
+  }
+  // Answers with ACK, the status and a variable; the test may override.
+  static std::vector<ScriptedReply> Healthy(const ReceivedFrame& r) {
+    if (r.IsAck() || r.IsNak()) return {};
+    switch (r.command()) {
+      case 'D': return {{DataFrame("1000000000000001"), 0}};
+      case 'E': return {{DataFrame(" 209=12.5 mph\r"), 0}};
+      case 'C': return {{DataFrame(" 211=3.5 Hp\r 231=100.0 lbf\r 209=22.0 mph\r"), 0}};
+      default: return {{{0x06}, 0}};
+    }
+  }
+
+  test::LinkFixture f;
+  test::ScriptedController controller;
+};
+
+TEST_F(Exchange, GetStatusFrameIsFourBytesAndIsLogged) {
+  controller.SetResponder(Healthy);
+  EXPECT_EQ(Command('D'), 0);
+  auto requests = controller.Requests();
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_EQ(requests[0].bytes, (std::vector<uint8_t>{0xB4, 0x11, 0x44, 0x05}));
+  EXPECT_TRUE(f.LogContains("SCOMMPUT-Cnt:04 Dat:[B4 11 44 05]  [<B4><OC1>D<ENQ>]DyneCmd[D-Get Status]   "));
+  // The data frame was acknowledged.
+  f.loop.PumpFor(10);
+  ASSERT_EQ(controller.Received().size(), 2u);
+  EXPECT_TRUE(controller.Received()[1].IsAck());
+}
+
+TEST_F(Exchange, GetVariableNumberWithAndWithoutZeroFill) {
+  controller.SetResponder(Healthy);
+  f.host->ZeroFillVariableNumber = false;
+  Command('E', 9);
+  f.host->ZeroFillVariableNumber = true;
+  Command('E', 9);
+  f.host->ZeroFillVariableNumber = false;
+  Command('E', 209);
+  auto r = controller.Requests();
+  ASSERT_EQ(r.size(), 3u);
+  EXPECT_EQ(r[0].Text(), "\xB4\x11" "E  9\x05");
+  EXPECT_EQ(r[1].Text(), "\xB4\x11" "E009\x05");
+  EXPECT_EQ(r[2].Text(), "\xB4\x11" "E209\x05");
+}
+
+TEST_F(Exchange, ActionCommandIsThreeBytes) {
+  controller.SetResponder(Healthy);
+  EXPECT_EQ(Command('J'), 0);
+  ASSERT_EQ(controller.Requests().size(), 1u);
+  EXPECT_EQ(controller.Requests()[0].bytes, (std::vector<uint8_t>{0xB4, 0x11, 0x4A}));
+  EXPECT_TRUE(f.LogContains("Internal Dyne Cmd[J-Motor On]"));
+}
+
+TEST_F(Exchange, WriteVariableCarriesValueTextAndChecksum) {
+  controller.SetResponder(Healthy);
+  f.ctx->store.TorqueSpeedFactor = RollFactor(8.555f);
+  EXPECT_EQ(Command('F', 201, 90.0f), 0);
+  ASSERT_EQ(controller.Requests().size(), 1u);
+  // 90 ft-lb at the roll surface in lbf, written with its format and unit.
+  float lbf = 90.0f * 375.0f / RollFactor(8.555f);
+  char value[32];
+  std::snprintf(value, sizeof value, "%.1f lbf", static_cast<double>(lbf));
+  std::string body = std::string("\x11" "F201=") + value + "\r\x17";
+  uint8_t sum = 0;
+  for (char c : body) sum ^= static_cast<uint8_t>(c);
+  char hex[3];
+  std::snprintf(hex, sizeof hex, "%02X", sum);
+  EXPECT_EQ(controller.Requests()[0].Text(), "\xB4" + body + hex + "$");
+  EXPECT_NEAR(f.ctx->store.slots[0].controllerValue, std::stof(value), 1e-4) << "the store holds what was sent";
+}
+
+TEST_F(Exchange, InvalidCommandIsRefusedBeforeAnythingIsSent) {
+  controller.SetResponder(Healthy);
+  EXPECT_EQ(Command('W'), 6);
+  EXPECT_EQ(f.ctx->requests.SendDyneCommand('W', 0, 0.0f), 6);
+  f.loop.PumpFor(500);
+  EXPECT_TRUE(controller.Received().empty());
+}
+
+TEST_F(Exchange, ClosedLinkReturnsSevenWithoutTouchingThePort) {
+  controller.SetResponder(Healthy);
+  f.ctx->poller.connected = false;
+  EXPECT_EQ(Command('D'), 7);
+  f.loop.PumpFor(100);
+  EXPECT_TRUE(controller.Received().empty());
+}
+
+TEST_F(Exchange, NoReplyMeansThreeSendsThenTimeout) {
+  controller.SetResponder([](const ReceivedFrame&) { return std::vector<ScriptedReply>{}; });
+  int64_t start = f.loop.NowUs();
+  EXPECT_EQ(Command('D'), 4);
+  auto r = controller.Requests();
+  ASSERT_EQ(r.size(), 3u);
+  // 300 ms reply time-out (seen within one 5 ms check), then a 200 ms pause before each resend.
+  for (size_t i = 1; i < r.size(); ++i) {
+    int64_t gapMs = (r[i].atUs - r[i - 1].atUs) / 1000;
+    EXPECT_GE(gapMs, 500);
+    EXPECT_LE(gapMs, 506);
+  }
+  int64_t totalMs = (f.loop.NowUs() - start) / 1000;
+  EXPECT_GE(totalMs, 3 * 300 + 2 * 200);
+  EXPECT_LE(totalMs, 3 * 306 + 2 * 200 + 10);
+  EXPECT_EQ(f.ctx->store.counters.timeoutErrors, 1);
+  EXPECT_EQ(f.ctx->store.counters.consecutiveTimeouts, 1);
+  EXPECT_TRUE(f.LogContains("Cmd[D-Get Status]\r\n[B4 11 44 05] Timeout Error: Count[1] Cmd[D-Get Status]"));
+}
+
+TEST_F(Exchange, TimeoutLinesStopAfterTenInARowAndComeBackAfterASuccess) {
+  bool answer = false;
+  controller.SetResponder([&](const ReceivedFrame& r) {
+    return answer ? Healthy(r) : std::vector<ScriptedReply>{};
+  });
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(Command('D'), 4);
+  EXPECT_EQ(f.LogCount("Timeout Error"), 10);
+  EXPECT_EQ(f.ctx->store.counters.timeoutErrors, 12);
+  EXPECT_EQ(f.ctx->store.counters.consecutiveTimeouts, 12);
+  answer = true;
+  EXPECT_EQ(Command('D'), 0);
+  EXPECT_EQ(f.ctx->store.counters.consecutiveTimeouts, 0);
+  answer = false;
+  EXPECT_EQ(Command('D'), 4);
+  EXPECT_EQ(f.LogCount("Timeout Error"), 11);
+  EXPECT_TRUE(f.LogContains("Timeout Error: Count[13]"));
+}
+
+TEST_F(Exchange, RefusalIsResentAndCountedButNotLogged) {
+  controller.SetResponder([](const ReceivedFrame&) { return std::vector<ScriptedReply>{{{0x15}, 0}}; });
+  EXPECT_EQ(Command('J'), 5);
+  EXPECT_EQ(controller.Requests().size(), 3u);
+  EXPECT_EQ(f.ctx->store.counters.nakCount, 1);
+  EXPECT_FALSE(f.LogContains("Cmd[J-Motor On]\r\n[B4 11 4A]")) << "a refusal is counted, not logged";
+}
+
+TEST_F(Exchange, RefusedLiftCommandsWaitLongerBeforeTheResend) {
+  controller.SetResponder([](const ReceivedFrame&) { return std::vector<ScriptedReply>{{{0x15}, 0}}; });
+  EXPECT_EQ(Command('5'), 5);
+  auto r = controller.Requests();
+  ASSERT_EQ(r.size(), 3u);
+  int64_t gapMs = (r[1].atUs - r[0].atUs) / 1000;
+  EXPECT_GE(gapMs, 500);
+  EXPECT_LE(gapMs, 510);
+  EXPECT_FALSE(f.ctx->store.LiftsUp);
+}
+
+TEST_F(Exchange, BadChecksumIsAnsweredWithNakTwiceThenFails) {
+  std::vector<uint8_t> bad = DataFrame("1000000000000001");
+  bad[bad.size() - 2] ^= 0x01;  // spoil the checksum's low digit
+  controller.SetResponder([&](const ReceivedFrame& r) {
+    if (r.IsAck()) return std::vector<ScriptedReply>{};
+    return std::vector<ScriptedReply>{{bad, 0}};  // a NAK gets the same frame again
+  });
+  EXPECT_EQ(Command('D'), 3);
+  const auto& all = controller.Received();
+  ASSERT_EQ(all.size(), 3u);
+  EXPECT_EQ(all[0].command(), 'D');
+  EXPECT_TRUE(all[1].IsNak());
+  EXPECT_TRUE(all[2].IsNak());
+  EXPECT_EQ(f.ctx->store.counters.checksumErrors, 1);
+  EXPECT_TRUE(f.LogContains("Checksum Error: Count[1]"));
+  EXPECT_FALSE(f.ctx->store.StatusBitsCopy[0]) << "nothing stored from a bad frame";
+}
+
+TEST_F(Exchange, OverflowWithoutEndMarkerIsADeviceErrorAfterThreeAttempts) {
+  std::vector<uint8_t> flood(300, 'x');
+  flood[0] = 0x02;
+  controller.SetResponder([&](const ReceivedFrame& r) {
+    if (r.IsAck() || r.IsNak()) return std::vector<ScriptedReply>{};
+    return std::vector<ScriptedReply>{{flood, 0}};
+  });
+  EXPECT_EQ(Command('E', 209), 2);
+  EXPECT_EQ(controller.Requests().size(), 3u);
+  EXPECT_EQ(f.ctx->store.counters.deviceErrors, 1);
+  EXPECT_TRUE(f.LogContains("Device Error: Count[1]"));
+}
+
+TEST_F(Exchange, ALeadingDollarDoesNotEndTheReply) {
+  int attempt = 0;
+  controller.SetResponder([&](const ReceivedFrame& r) {
+    if (r.IsAck() || r.IsNak()) return std::vector<ScriptedReply>{};
+    std::vector<uint8_t> reply = DataFrame("1000000000000001");
+    if (attempt++ == 0) reply.insert(reply.begin(), '$');  // not a start byte: bad frame, resend
+    return std::vector<ScriptedReply>{{reply, 0}};
+  });
+  EXPECT_EQ(Command('D'), 0);
+  EXPECT_EQ(controller.Requests().size(), 2u);
+  EXPECT_TRUE(f.ctx->store.StatusBitsCopy[0]);
+  EXPECT_TRUE(f.ctx->store.StatusBitsCopy[15]);
+  EXPECT_EQ(f.ctx->store.counters.deviceErrors, 0);
+}
+
+TEST_F(Exchange, CountersWrapAboveNineHundredNinetyNineThousand) {
+  controller.SetResponder([](const ReceivedFrame&) { return std::vector<ScriptedReply>{{{0x15}, 0}}; });
+  f.ctx->store.counters.nakCount = 999999;
+  Command('J');
+  EXPECT_EQ(f.ctx->store.counters.nakCount, 0);
+}
+
+TEST_F(Exchange, SuccessfulCommandsSetTheRegulatorAndLiftFlags) {
+  controller.SetResponder(Healthy);
+  Command('2');
+  EXPECT_TRUE(f.ctx->store.RegulatorOn);
+  Command('0');
+  EXPECT_FALSE(f.ctx->store.RegulatorOn);
+  Command('5');
+  EXPECT_TRUE(f.ctx->store.LiftsUp);
+  Command('6');
+  EXPECT_FALSE(f.ctx->store.LiftsUp);
+}
+
+TEST_F(Exchange, TestValuesAreStoredByPosition) {
+  controller.SetResponder(Healthy);
+  f.ctx->store.TorqueSpeedFactor = 375.0f;
+  EXPECT_EQ(Command('C'), 0);
+  EXPECT_FLOAT_EQ(f.ctx->store.DynePower, 3.5f);
+  EXPECT_FLOAT_EQ(f.ctx->store.DyneTorque, 100.0f);
+  EXPECT_FLOAT_EQ(f.ctx->store.DyneSpeed, 22.0f);
+  EXPECT_EQ(Command('E', 209), 0);
+  EXPECT_FLOAT_EQ(f.ctx->store.DyneSpeed, 12.5f);
+  EXPECT_FLOAT_EQ(f.ctx->store.PreviousDyneSpeed, 22.0f);
+  EXPECT_TRUE(f.LogContains("InterfaceKeloCommand: Get Variable (Num:209 Val:12.500 Unit:'') Processed"));
+}
+
+}  // namespace
+}  // namespace tavkelo

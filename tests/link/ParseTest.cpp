@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include "support/LinkFixture.hpp"
+#include "support/ScriptedController.hpp"
+
+namespace tavkelo {
+namespace {
+
+using test::DataFrame;
+using test::ReceivedFrame;
+using test::ScriptedReply;
+
+class Parse : public ::testing::Test {
+ protected:
+  Parse() : controller(f.loop, f.line->DeviceEnd()) {
+    f.ConnectLink();
+    controller.SetResponder([this](const ReceivedFrame& r) {
+      if (r.IsAck() || r.IsNak()) return std::vector<ScriptedReply>{};
+      return std::vector<ScriptedReply>{{DataFrame(payload), 0}};
+    });
+  }
+  test::LinkFixture f;
+  test::ScriptedController controller;
+  std::string payload;
+};
+
+TEST_F(Parse, StatusCharactersSetTheSixteenBits) {
+  payload = "1001000000010001";
+  EXPECT_EQ(f.ctx->polling.InterfaceKeloCommand('D', 0, 0), 0);
+  const auto& bits = f.ctx->store.StatusBitsCopy;
+  for (int k = 0; k < 16; ++k) EXPECT_EQ(bits[static_cast<size_t>(k)], payload[static_cast<size_t>(k)] == '1') << k;
+  EXPECT_EQ(f.ctx->store.StatusReplyCount, 1);
+}
+
+TEST_F(Parse, AStatusCharacterOtherThanZeroOrOneIsAParseError) {
+  payload = "1111111111111111";
+  ASSERT_EQ(f.ctx->polling.InterfaceKeloCommand('D', 0, 0), 0);
+  payload = "0000200000000000";
+  EXPECT_EQ(f.ctx->polling.InterfaceKeloCommand('D', 0, 0), 8);
+  EXPECT_EQ(f.ctx->store.ParseErrorMessage, "Error Parsing Dyne Status Data");
+  for (bool bit : f.ctx->store.DyneStatusBits) EXPECT_TRUE(bit) << "bits stay as they were";
+  EXPECT_EQ(f.ctx->store.counters.parseErrors, 1);
+  EXPECT_EQ(controller.Requests().size(), 1u + 3u) << "a bad payload is asked for again";
+  EXPECT_TRUE(f.LogContains("Parse Error: Count[1] - Error Parsing Dyne Status Data"));
+}
+
+TEST_F(Parse, StatusReplyCountGoesBackToNineAfter99999) {
+  payload = "0000000000000000";
+  f.ctx->store.StatusReplyCount = 99999;
+  f.ctx->polling.InterfaceKeloCommand('D', 0, 0);
+  EXPECT_EQ(f.ctx->store.StatusReplyCount, 9);
+}
+
+struct VariableCase {
+  const char* payload;
+  int32_t result;
+  const char* message;
+};
+
+class ParseVariable : public Parse, public ::testing::WithParamInterface<VariableCase> {};
+
+TEST_P(ParseVariable, GroupsAndTheirErrors) {
+  payload = GetParam().payload;
+  EXPECT_EQ(f.ctx->polling.InterfaceKeloCommand('E', 209, 0), GetParam().result) << GetParam().payload;
+  EXPECT_EQ(f.ctx->store.ParseErrorMessage, GetParam().message);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Payloads, ParseVariable,
+    ::testing::Values(VariableCase{" 209=12.5 mph\r", 0, ""}, VariableCase{"209=12.5\r", 0, ""},
+                      VariableCase{"  9=  12.5 mph\r", 0, ""}, VariableCase{" 209-\r", 0, ""},
+                      VariableCase{" 209x12.5 mph\r", 8, "Error Parsing Variable Number"},
+                      VariableCase{" 2091=12.5 mph\r", 8, "Error Parsing Variable Number"},
+                      VariableCase{" 209=12.5", 8, "Parse error, no CR or SPACE followed variable value"},
+                      VariableCase{" 209=12.5 mph", 8, "Parse error, no CR followed Variable units data"}));
+
+TEST_F(Parse, TestValuesFillThreeSlotsInOrderAndConvertThem) {
+  payload = " 211=3.5 Hp\r 231=100.0 lbf\r 209=22.0 mph\r";
+  f.ctx->store.TorqueSpeedFactor = 150.0f;
+  EXPECT_EQ(f.ctx->polling.InterfaceKeloCommand('C', 0, 0), 0);
+  const auto& slots = f.ctx->store.slots;
+  EXPECT_EQ(slots[0].variable, 211);
+  EXPECT_EQ(slots[1].variable, 231);
+  EXPECT_EQ(slots[2].variable, 209);
+  EXPECT_EQ(slots[1].controllerUnit, "lbf");
+  EXPECT_EQ(slots[1].clientUnit, "ftlb");
+  EXPECT_FLOAT_EQ(f.ctx->store.DyneTorque, 100.0f * 150.0f / 375.0f);
+}
+
+TEST_F(Parse, AtMostFiveGroupsAreTaken) {
+  payload = " 1=1\r 2=2\r 3=3\r 4=4\r 5=5\r 6=6\r";
+  EXPECT_EQ(f.ctx->polling.InterfaceKeloCommand('C', 0, 0), 0);
+  EXPECT_EQ(f.ctx->store.slots[4].variable, 5);
+  EXPECT_FLOAT_EQ(f.ctx->store.slots[4].controllerValue, 5.0f);
+}
+
+}  // namespace
+}  // namespace tavkelo

@@ -1,0 +1,77 @@
+#include <gtest/gtest.h>
+
+#include "link/DyneVocabulary.hpp"
+#include "link/frmComm.hpp"
+
+namespace tavkelo {
+namespace {
+
+TEST(Vocabulary, CommandNamesAndTheAcceptedSet) {
+  EXPECT_EQ(DyneCommandName('A'), "Augmented Breaking On");
+  EXPECT_EQ(DyneCommandName('U'), "Auto Offset Ajust Off");
+  EXPECT_EQ(DyneCommandName('b'), "Belt Compensation Off");
+  for (int code : {int{'W'}, int{'7'}, int{'8'}, 47, 99, int{'Z'}, int{'c'}}) EXPECT_EQ(DyneCommandName(code), "??") << code;
+  EXPECT_FALSE(IsValidDyneCommand('W'));
+  EXPECT_TRUE(IsValidDyneCommand('7'));
+  EXPECT_TRUE(IsValidDyneCommand('8'));
+  EXPECT_FALSE(IsValidDyneCommand('c'));
+  EXPECT_FALSE(IsValidDyneCommand(0));
+  int valid = 0;
+  for (int c = 0; c < 256; ++c) valid += IsValidDyneCommand(static_cast<uint8_t>(c)) ? 1 : 0;
+  EXPECT_EQ(valid, 36);
+}
+
+TEST(Vocabulary, VariableNamesCarryTheirNumber) {
+  EXPECT_EQ(DyneVariableName(0), "000-VERSION");
+  EXPECT_EQ(DyneVariableName(1), "001-ROLLDIAMETER");
+  EXPECT_EQ(DyneVariableName(98), "098-15MPH_LOSSES");
+  EXPECT_EQ(DyneVariableName(219), "219-??");
+  EXPECT_EQ(DyneVariableName(245), "245-??");
+}
+
+TEST(Vocabulary, ReplyStatusNames) {
+  const char* names[] = {"Unknown", "Pending", "Timeout", "OverFlow", "NAK", "ACK", "Data"};
+  for (int16_t s = 0; s <= 6; ++s) EXPECT_EQ(CommStatusName(s), names[s]);
+  EXPECT_EQ(CommStatusName(7), "???");
+  EXPECT_EQ(CommStatusName(-1), "???");
+}
+
+struct RenderCase {
+  std::vector<uint8_t> bytes;
+  const char* hex;
+  const char* readable;
+};
+
+class Renderings : public ::testing::TestWithParam<RenderCase> {};
+
+TEST_P(Renderings, HexAndControlCharacters) {
+  const auto& c = GetParam();
+  auto n = static_cast<int16_t>(c.bytes.size());
+  EXPECT_EQ(FormatHexBytes(c.bytes.data(), n), c.hex);
+  EXPECT_EQ(FormatControlChars(c.bytes.data(), n), c.readable);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Frames, Renderings,
+    ::testing::Values(RenderCase{{0xB4, 0x11, 'D', 0x05}, "[B4 11 44 05]", "[<B4><OC1>D<ENQ>]"},
+                      RenderCase{{2, 'D', 13}, "[02 44 0D]", "[<STX>D<CR>]"},
+                      RenderCase{{0}, "[00]", "[<00>]"}, RenderCase{{1}, "[01]", "[<NUL>]"},
+                      RenderCase{{0x17, 0x7F, 0x1B, 0x80}, "[17 7F 1B 80]", "[<ETB><DEL><ESC><80>]"},
+                      RenderCase{{' ', '~'}, "[20 7E]", "[ ~]"}, RenderCase{{}, "[]", "[]"}));
+
+TEST(Vocabulary, SerialEventNames) {
+  EXPECT_EQ(CommEventName(1004), "EventFrame (0x03EC)");
+  EXPECT_EQ(CommEventName(2), "EvReceive (0x0002)");
+  EXPECT_EQ(CommEventName(1011), "EventDCB (0x03F3)");
+  EXPECT_EQ(CommEventName(5), "? (0x0005)");
+}
+
+TEST(Vocabulary, ChecksumIsWrittenAsTwoUpperCaseHexDigits) {
+  EXPECT_EQ(ChecksumText(0x0A), "0A");
+  EXPECT_EQ(ChecksumText(0xF3), "F3");
+  const uint8_t bytes[] = {0x11, 'F', 0x17};
+  EXPECT_EQ(XorChecksum(bytes, bytes + 3), 0x11 ^ 'F' ^ 0x17);
+}
+
+}  // namespace
+}  // namespace tavkelo

@@ -173,6 +173,8 @@ void DyneReadings::StoreDyneData() {
       s.DyneTorque = s.slots[1].clientValue;
       stage = 3220;
       StoreSpeed(s.slots[2].clientValue);
+      // Fresh live values: what TimeSinceLastUpdate measures from.
+      ctx_.host.LastUpdateTick = ctx_.Tick();
     } else if (command == cmd::GetVariable) {
       stage = 3300;
       const RequestSlot& slot = s.slots[0];

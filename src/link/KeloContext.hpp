@@ -51,6 +51,8 @@ class KeloContext {
   // each completed exchange while CurTest or CurCalibration is not 0.
   std::function<void(int16_t curTest)> runTestStep;
   std::function<void(int32_t curCalibration)> runCalibrationStep;
+  // Reloads the stored coastdown results from the INI file into `results`.
+  std::function<void()> loadCoastdownResults;
 
   // Turns a client's port number (1 = COM1) into a serial port; nullptr when there is none.
   using PortOpener = std::function<std::unique_ptr<SerialChannel>(int16_t port)>;

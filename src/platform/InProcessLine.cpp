@@ -103,13 +103,16 @@ class InProcessLine::End final : public SerialChannel {
 };
 
 namespace {
-// A port that the link can own while the line keeps the real end.
+// A port that the link can own while the line keeps the real end. The newest port made for an
+// end receives its events; an older one going away leaves the newer one's handler in place.
 class ForwardingPort final : public SerialChannel {
  public:
-  explicit ForwardingPort(SerialChannel& target) : target_(target) {
-    target_.SetOnComm([this](int16_t event) { RaiseComm(event); });
+  explicit ForwardingPort(SerialChannel& target) : target_(target), token_(std::make_shared<int>(0)) {
+    std::weak_ptr<int> alive = token_;
+    target_.SetOnComm([this, alive](int16_t event) {
+      if (!alive.expired()) RaiseComm(event);
+    });
   }
-  ~ForwardingPort() override { target_.SetOnComm(nullptr); }
   std::string Name() const override { return target_.Name(); }
   bool SetSettings(const std::string& s) override { return target_.SetSettings(s); }
   std::string Settings() const override { return target_.Settings(); }
@@ -126,6 +129,7 @@ class ForwardingPort final : public SerialChannel {
 
  private:
   SerialChannel& target_;
+  std::shared_ptr<int> token_;
 };
 }  // namespace
 

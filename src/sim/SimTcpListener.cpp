@@ -1,0 +1,89 @@
+#include "sim/SimTcpListener.hpp"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/FdSerialChannel.hpp"
+#include "runtime/EventLoop.hpp"
+#include "sim/KeloController.hpp"
+
+namespace tavkelo {
+
+SimTcpListener::SimTcpListener(EventLoop& loop, KeloController& controller) : loop_(loop), controller_(controller) {}
+
+SimTcpListener::~SimTcpListener() {
+  controller_.SetOnLineLost(nullptr);
+  if (client_) controller_.Detach();
+  client_.reset();
+  if (watch_ != 0) loop_.UnwatchFd(watch_);
+  if (listenFd_ >= 0) ::close(listenFd_);
+}
+
+bool SimTcpListener::Listen(const std::string& host, uint16_t port) {
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_port = htons(port);
+  if (::inet_pton(AF_INET, host.c_str(), &addr.sin_addr) != 1) {
+    error_ = "not an IPv4 address: " + host;
+    return false;
+  }
+  listenFd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (listenFd_ < 0) {
+    error_ = std::string("socket: ") + std::strerror(errno);
+    return false;
+  }
+  int yes = 1;
+  ::setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  if (::bind(listenFd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 || ::listen(listenFd_, 4) != 0) {
+    error_ = "cannot listen on " + host + ":" + std::to_string(port) + ": " + std::strerror(errno);
+    ::close(listenFd_);
+    listenFd_ = -1;
+    return false;
+  }
+  socklen_t len = sizeof addr;
+  ::getsockname(listenFd_, reinterpret_cast<sockaddr*>(&addr), &len);
+  port_ = ntohs(addr.sin_port);
+  watch_ = loop_.WatchFd(listenFd_, POLLIN, [this](short) { OnAcceptReady(); });
+  std::weak_ptr<bool> alive = alive_;
+  controller_.SetOnLineLost([this, alive] {
+    if (alive.lock()) OnClientLost();
+  });
+  return true;
+}
+
+void SimTcpListener::OnAcceptReady() {
+  for (;;) {
+    sockaddr_in peer{};
+    socklen_t len = sizeof peer;
+    int fd = ::accept4(listenFd_, reinterpret_cast<sockaddr*>(&peer), &len, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (fd < 0) return;  // nothing more waiting (or a transient error)
+    if (client_) {
+      ::close(fd);  // one client at a time
+      if (onEvent_) onEvent_("refused a second client");
+      continue;
+    }
+    int yes = 1;
+    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    char text[INET_ADDRSTRLEN] = "?";
+    ::inet_ntop(AF_INET, &peer.sin_addr, text, sizeof text);
+    const std::string name = std::string(text) + ":" + std::to_string(ntohs(peer.sin_port));
+    client_ = std::make_unique<FdSerialChannel>(loop_, fd, "tcp " + name);
+    controller_.Attach(*client_);
+    if (onEvent_) onEvent_("connected " + name);
+  }
+}
+
+void SimTcpListener::OnClientLost() {
+  client_.reset();
+  if (onEvent_) onEvent_("disconnected");
+}
+
+}  // namespace tavkelo

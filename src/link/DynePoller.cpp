@@ -132,6 +132,8 @@ void DynePoller::Step(int& stage) {
       if (ctx_.replies.CheckKeloCmdSts()) {
         p.pollState = 3;
         p.CIP = false;
+        // The last request of a cycle has been answered.
+        if (p.readingsActive && p.DIS == 0 && ctx_.onPollCycle) ctx_.onPollCycle();
       }
       break;
     case 3:

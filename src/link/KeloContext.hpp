@@ -51,6 +51,8 @@ class KeloContext {
   // each completed exchange while CurTest or CurCalibration is not 0.
   std::function<void(int16_t curTest)> runTestStep;
   std::function<void(int32_t curCalibration)> runCalibrationStep;
+  // Called by the poller each time a full cycle of requests has been answered.
+  std::function<void()> onPollCycle;
   // Reloads the stored coastdown results from the INI file into `results`.
   std::function<void()> loadCoastdownResults;
 

@@ -300,7 +300,8 @@ std::string Pad(int value, int width) {
 }  // namespace
 
 std::string VbFormatDate(double oleDate, std::string_view format) {
-  DateParts p = OleDateToParts(std::floor(oleDate * 86400.0 + 1e-7) / 86400.0);
+  // To the millisecond first (a date keeps no more), then the seconds as they stand.
+  DateParts p = OleDateToParts(oleDate);
   std::string out;
   for (const DateToken& t : TokeniseDate(format)) {
     int width = t.length >= 2 ? 2 : 1;

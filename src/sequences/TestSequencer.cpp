@@ -1,0 +1,90 @@
+#include "sequences/TestSequencer.hpp"
+
+#include "link/KeloContext.hpp"
+
+namespace tavkelo {
+
+TestSequencer::TestSequencer(KeloContext& ctx)
+    : ctx_(ctx),
+      sleep_(ctx),
+      warmup_(ctx, sleep_),
+      parasitics_(ctx, sleep_),
+      coastdown_(ctx, sleep_),
+      target_(ctx),
+      coastdownResults_(ctx) {
+  ctx_.runTestStep = [this](int16_t curTest) { RunTestStep(curTest); };
+  // The interface's GetLastCoastdownTestResults reloads the stored records through this.
+  ctx_.loadCoastdownResults = [this] { coastdownResults_.LoadSaveCoastdownResults(false); };
+}
+
+TestSequencer::~TestSequencer() {
+  ctx_.runTestStep = nullptr;
+  ctx_.loadCoastdownResults = nullptr;
+}
+
+void TestSequencer::RunTestStep(int16_t curTest) {
+  if (curTest != running_) {
+    // The first step of a new run: the sequence forgets the flags of its last run.
+    switch (curTest) {
+      case test::Warmup:
+        warmup_.NewRun();
+        break;
+      case test::Parasitics:
+        parasitics_.NewRun();
+        break;
+      case test::Coastdown:
+        coastdown_.NewRun();
+        break;
+      case test::ConstantTarget:
+      case test::Asm:
+      case test::VehicleSimulation:
+        target_.NewRun();
+        break;
+      default:
+        break;
+    }
+    running_ = curTest;
+  }
+  switch (curTest) {
+    case test::Warmup:
+      warmup_.PerformWarmup();
+      break;
+    case test::Parasitics:
+      parasitics_.PerformParasitics();
+      break;
+    case test::Coastdown:
+      coastdown_.PerformCoastdown();
+      break;
+    case test::ConstantTarget:
+    case test::Asm:
+    case test::VehicleSimulation:
+      target_.PerformTargetTest();
+      break;
+    default:
+      break;
+  }
+  if (ctx_.test.CurTest == test::None) running_ = 0;
+}
+
+MainHooks TestSequencer::StartupHooks(KeloContext& ctx) {
+  MainHooks hooks;
+  hooks.loadCoastdownResults = [&ctx] { return CoastdownResultsStore(ctx).LoadForStartup(); };
+  hooks.enterIdleState = [&ctx] { EnterIdleState(ctx); };
+  return hooks;
+}
+
+void TestSequencer::EnterIdleState(KeloContext& ctx) {
+  SharedTestState& t = ctx.test;
+  t.CurTest = test::None;
+  t.SleepStatus = seqstatus::Finished;
+  t.SleepStep = 0;
+  t.SleepBusy = false;
+  t.LcwsStatus = seqstatus::Finished;
+  t.PeakSampleCounter = 999;
+  t.PeakSampleIndex = -1;
+  const double now = ctx.loop.Now();
+  t.TestStartDate = now;
+  t.TestEndDate = now;
+}
+
+}  // namespace tavkelo

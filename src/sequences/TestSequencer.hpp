@@ -1,0 +1,58 @@
+#pragma once
+// Owns the test sequences of one process and hands the poller's step to the one that runs:
+// CurTest 1 warm-up, 2 parasitic loss, 3 coastdown, 4 to 6 the target-controlled tests. It also
+// provides what start-up needs from the sequences: the reload of the stored coastdown results
+// and the idle state of the shared test state.
+
+#include <cstdint>
+
+#include "host/modMain.hpp"
+#include "sequences/CoastdownResultsStore.hpp"
+#include "sequences/CoastdownTest.hpp"
+#include "sequences/DyneSleepSequence.hpp"
+#include "sequences/ParasiticsTest.hpp"
+#include "sequences/TargetTest.hpp"
+#include "sequences/WarmupTest.hpp"
+
+namespace tavkelo {
+
+class KeloContext;
+
+class TestSequencer {
+ public:
+  // Installs ctx.runTestStep and ctx.loadCoastdownResults; the destructor removes them again.
+  explicit TestSequencer(KeloContext& ctx);
+  ~TestSequencer();
+  TestSequencer(const TestSequencer&) = delete;
+  TestSequencer& operator=(const TestSequencer&) = delete;
+
+  // One step of the test `curTest` (the poller's call).
+  void RunTestStep(int16_t curTest);
+
+  WarmupTest& Warmup() { return warmup_; }
+  ParasiticsTest& Parasitics() { return parasitics_; }
+  CoastdownTest& Coastdown() { return coastdown_; }
+  TargetTest& Target() { return target_; }
+  DyneSleepSequence& Sleep() { return sleep_; }
+  CoastdownResultsStore& CoastdownResults() { return coastdownResults_; }
+
+  // The start-up hooks: coastdown reload (returning the two window dates) and idle state.
+  static MainHooks StartupHooks(KeloContext& ctx);
+  // The idle values of the shared test state: no test, PutDyneToSleep and the calibration
+  // sequence finished, no peak sample yet, the test dates at the present.
+  static void EnterIdleState(KeloContext& ctx);
+
+ private:
+  KeloContext& ctx_;
+  DyneSleepSequence sleep_;
+  WarmupTest warmup_;
+  ParasiticsTest parasitics_;
+  CoastdownTest coastdown_;
+  TargetTest target_;
+  CoastdownResultsStore coastdownResults_;
+  // The test that was stepped last and has not finished yet (0 none): a different index means
+  // that a new run has started.
+  int16_t running_ = 0;
+};
+
+}  // namespace tavkelo

@@ -1,0 +1,73 @@
+// The warm-up test against the controller simulator: the motor runs just over the set time after
+// the rolls first turn; with a motor that cannot drive, the test shows aborted after four minutes
+// and goes on waiting until stopped.
+
+#include <gtest/gtest.h>
+
+#include "SimRig.hpp"
+
+namespace tavkelo {
+namespace {
+
+// Records the tick of the first speed sample at 0.5 mph or more that a test step saw.
+class FirstTurningSample {
+ public:
+  explicit FirstTurningSample(KeloContext& ctx) : ctx_(ctx), inner_(ctx.runTestStep) {
+    ctx.runTestStep = [this](int16_t t) {
+      if (tick_ < 0 && ctx_.store.DyneSpeed >= 0.5f) tick_ = ctx_.store.DyneSpeedTick;
+      inner_(t);
+    };
+  }
+  int64_t Tick() const { return tick_; }
+
+ private:
+  KeloContext& ctx_;
+  std::function<void(int16_t)> inner_;
+  int64_t tick_ = -1;
+};
+
+TEST(SimWarmup, TheMotorRunsJustOverTheSetTimeAfterTheFirstTurningSample) {
+  test::SimRig rig;
+  rig.f.ctx->params.WarmupTimeSeconds = 10;
+  rig.Connect();
+  FirstTurningSample first(*rig.f.ctx);
+  rig.Start(test::Warmup);
+  ASSERT_TRUE(rig.RunToEnd(120.0));
+  EXPECT_EQ(rig.f.ctx->test.LastTestCompletionStatus, ltcs::Completed);
+  ASSERT_GE(first.Tick(), 0);
+  const double turningS =
+      (first.Tick() - static_cast<int64_t>(VirtualTimeLoop::Options{}.startTick)) / 1000.0;
+  const double motorOffS = rig.FirstTime("K");
+  ASSERT_GT(motorOffS, 0.0);
+  EXPECT_GT(motorOffS - turningS, 10.0);
+  EXPECT_LT(motorOffS - turningS, 11.2);
+  EXPECT_LT(rig.sim.SpeedMph(), 0.5) << "braked to rest";
+  EXPECT_FALSE(rig.sim.StatusWord() & (1u << status::MotorOn));
+}
+
+TEST(SimWarmup, AMotorThatCannotTurnTheRollsShowsAbortedAfterFourMinutesAndKeepsWaiting) {
+  KeloSimOptions options;
+  options.physics.motorMaxForceLbf = 0.0;  // the motor runs but cannot drive the rolls
+  test::SimRig rig(options);
+  rig.f.ctx->params.WarmupTimeSeconds = 10;
+  rig.Connect();
+  rig.Start(test::Warmup);
+  ASSERT_TRUE(rig.RunUntil([&] { return rig.FirstTime("J") > 0.0; }, 5.0));
+  const double motorOnS = rig.FirstTime("J");
+  ASSERT_TRUE(
+      rig.RunUntil([&] { return rig.f.loop.NowUs() / 1e6 > motorOnS + 239.0; }, 300.0, 500));
+  EXPECT_EQ(rig.f.ctx->test.LastTestCompletionStatus, ltcs::InProgress);
+  ASSERT_TRUE(rig.RunUntil([&] { return rig.f.loop.NowUs() / 1e6 > motorOnS + 242.0; }, 10.0, 500));
+  EXPECT_EQ(rig.f.ctx->test.LastTestCompletionStatus, ltcs::Aborted);
+  EXPECT_EQ(rig.f.ctx->test.CurTest, test::Warmup);
+  EXPECT_EQ(rig.f.ctx->test.TestStage, 2);
+  rig.f.loop.PumpFor(30000);
+  EXPECT_EQ(rig.f.ctx->test.CurTest, test::Warmup) << "still waiting";
+  rig.Stop();
+  ASSERT_TRUE(rig.RunToEnd(60.0));
+  EXPECT_EQ(rig.f.ctx->test.LastTestCompletionStatus, ltcs::Aborted);
+  EXPECT_GT(rig.FirstTime("K"), motorOnS + 242.0);
+}
+
+}  // namespace
+}  // namespace tavkelo

@@ -1,0 +1,50 @@
+#pragma once
+// Owns the calibration wizards of one process (the two calibrations, their shared work record and
+// their forms) and hands the poller's step to the one that runs: CurCalibration 1 the load cell,
+// 2 the weight scales. It is also where a viewer finds the open form and presses its buttons.
+
+#include <cstdint>
+#include <optional>
+
+#include "wizards/CalibrationRecord.hpp"
+#include "wizards/LoadCellCalibration.hpp"
+#include "wizards/WeightScaleCalibration.hpp"
+#include "wizards/WizardForms.hpp"
+
+namespace tavkelo {
+
+class KeloContext;
+
+class CalibrationSequencer {
+ public:
+  // Installs ctx.runCalibrationStep; the destructor removes it again.
+  explicit CalibrationSequencer(KeloContext& ctx);
+  ~CalibrationSequencer();
+  CalibrationSequencer(const CalibrationSequencer&) = delete;
+  CalibrationSequencer& operator=(const CalibrationSequencer&) = delete;
+
+  // One step of the calibration `curCalibration` (the poller's call).
+  void RunCalibrationStep(int32_t curCalibration);
+
+  LoadCellCalibration& LoadCell() { return loadCell_; }
+  WeightScaleCalibration& WeightScales() { return weightScales_; }
+  CalibrationRecord& Record() { return record_; }
+  // Loop thread only.
+  WizardForms& Forms() { return forms_; }
+
+  // From any thread (run on the loop): a copy of the open form, and a button press on it. The
+  // press is refused (false) when no form is open or the button is hidden.
+  std::optional<WizardForm::Snapshot> OpenFormSnapshot();
+  bool PressButton(WizardButton button);
+  // From any thread: changes whenever a form opens, closes or changes.
+  uint64_t FormsRevision() const { return forms_.Revision(); }
+
+ private:
+  KeloContext& ctx_;
+  CalibrationRecord record_;
+  WizardForms forms_;
+  LoadCellCalibration loadCell_;
+  WeightScaleCalibration weightScales_;
+};
+
+}  // namespace tavkelo

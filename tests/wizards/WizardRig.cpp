@@ -1,0 +1,157 @@
+#include "WizardRig.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <sstream>
+
+namespace tavkelo::test {
+
+std::string StateText(const KeloContext& ctx, const CalibrationRecord& r, const WizardForms& forms) {
+  const SharedTestState& t = ctx.test;
+  std::ostringstream out;
+  out << t.LastTestCompletionStatus << ' ' << t.TestStage << ' ' << t.TestAbortRequest << ' ' << t.TestCommandPending
+      << ' ' << t.LcwsStatus << ' ' << t.CurCalibration << ' ' << t.WizardFormShown << ' ' << t.WizardContinuePressed
+      << '|' << r.ExpectedTorque << ' ' << r.StageMarkMs << ' ' << r.NowMs << ' ' << r.InBandSinceMs << ' '
+      << r.InBandNowMs << ' ' << r.PromptNotReadyShown << ' ' << r.PromptReadyShown << ' ' << r.WeightsSettling;
+  for (const auto* s : {&r.Left, &r.Right}) out << ' ' << s->ScaleDisplay << ' ' << s->ScaleOffset << ' ' << s->ScaleOffsetAverage;
+  out << '|' << forms.Revision() << '\n';
+  if (auto snap = forms.SnapshotOpenForm()) {
+    out << snap->Name << ' ' << snap->Visible << ' ' << snap->Shown << ' ' << snap->ChangeCount << '\n';
+    for (const WizardControlState& c : snap->Controls) {
+      out << c.Name << " '" << c.Caption << "' " << c.Visible << ' ' << c.ForeColor << ' ' << c.BackColor << '\n';
+    }
+  }
+  return out.str();
+}
+
+StageRig::StageRig(int32_t calibration)
+    : f(8), seq(*f.ctx), t(f.ctx->test), store(f.ctx->store), record(seq.Record()) {
+  f.host->notices.SetEchoToStderr(false);
+  // What SpanAnalogInput puts in place.
+  t.LastTestCompletionStatus = ltcs::InProgress;
+  t.LcwsStatus = seqstatus::Running;
+  t.CurCalibration = calibration;
+}
+
+std::string StageRig::Step() {
+  seq.RunCalibrationStep(t.CurCalibration);
+  if (!t.TestCommandPending) return "";
+  // No port is open, but the request stays recorded in the transfer state and slot 0.
+  t.TestCommandPending = false;
+  const char command = static_cast<char>(f.ctx->xfer.command);
+  const RequestSlot& slot = store.slots[0];
+  std::string name(1, command);
+  if (command == 'E' || command == 'F') {
+    char number[8];
+    std::snprintf(number, sizeof number, "%03d", slot.variable);
+    name += number;
+  }
+  if (command == 'F') lastValue = slot.clientValue;
+  sent.push_back(name);
+  return name;
+}
+
+bool StageRig::StepUntil(const std::function<bool()>& pred, int maxSteps, uint32_t ms) {
+  for (int i = 0; i < maxSteps && !pred(); ++i) {
+    AdvanceMs(ms);
+    Step();
+  }
+  return pred();
+}
+
+void StageRig::OpenAt(int16_t stage) {
+  if (t.CurCalibration == 1) {
+    seq.Forms().LoadCellForm().Show();
+  } else {
+    seq.Forms().WeightScaleForm().Show();
+  }
+  t.WizardFormShown = true;
+  t.TestStage = stage;
+}
+
+void ScriptedOperator::Act() {
+  WizardForm* form = forms_.OpenForm();
+  if (form == nullptr || !form->Visible()) return;
+  const std::string l1 = form->lblInstLine1.Caption(), l2 = form->lblInstLine2.Caption();
+  const std::string l4 = form->lblInstLine4.Caption();
+  if (l1 != lastPrompt_) {
+    lastPrompt_ = l1;
+    if (onNewPrompt) onNewPrompt(*form);
+  }
+  DynePlant& plant = sim_.Plant();
+  if (l1 == "Connect calibration") {
+    if (l4.empty()) {
+      plant.ConnectCalibrationDevice(true);
+    } else {
+      // One scale calibration device: from the left scale to the right one.
+      plant.PlaceScaleWeights(ScaleSide::Left, 0);
+      plant.ConnectScaleDevice(ScaleSide::Left, false);
+      side_ = l4 == " left weight scale." ? ScaleSide::Left : ScaleSide::Right;
+      plant.ConnectScaleDevice(side_, true);
+    }
+  } else if (l1 == "Place 3 calibration") {
+    plant.PlaceCalibrationWeights(3);
+  } else if (l1 == "Place 5 calibration") {
+    plant.PlaceScaleWeights(side_, 5);
+  } else if (l1 == "Remove the calibration") {
+    plant.PlaceCalibrationWeights(0);
+    if (l2 == " weights and devices.") {
+      plant.ConnectCalibrationDevice(false);
+      plant.PlaceScaleWeights(side_, 0);
+      plant.ConnectScaleDevice(side_, false);
+    }
+  }
+  if (form->cmdContinue.Visible()) forms_.Press(WizardButton::Continue);
+}
+
+SimWizardRig::SimWizardRig(KeloSimOptions options) : f(std::move(options), 8), wizards(*f.ctx), k(f.NewInterface()) {
+  f.host->notices.SetEchoToStderr(false);
+}
+
+SimWizardRig::~SimWizardRig() {
+  SharedTestState& t = f.ctx->test;
+  if (t.CurCalibration == 0) return;
+  ADD_FAILURE() << "the calibration still ran at stage " << t.TestStage;
+  f.loop.PumpUntil([&t] { return t.WizardFormShown; }, 5000);
+  t.TestAbortRequest = true;
+  if (!f.loop.PumpUntil([&t] { return t.CurCalibration == 0; }, 60'000)) t.CurCalibration = 0;
+}
+
+void SimWizardRig::Start(QRTXAnalogInputIndeces input) {
+  EXPECT_TRUE(k->Connect());
+  f.loop.PumpFor(1500);
+  EXPECT_EQ(k->SpanAnalogInput(input), gQRTXErrNoError);
+  start_ = f.RequestCount();
+}
+
+bool SimWizardRig::RunUntil(const std::function<bool()>& pred, double limitS, ScriptedOperator* op) {
+  const int64_t endUs = f.loop.NowUs() + static_cast<int64_t>(limitS * 1e6);
+  while (!pred()) {
+    if (f.loop.NowUs() >= endUs) return false;
+    f.loop.PumpFor(100);
+    if (op != nullptr) op->Act();
+  }
+  return true;
+}
+
+std::vector<std::string> SimWizardRig::Commands() const {
+  static const std::vector<std::string> polled = {"C", "D", "E000", "E210", "E216", "E217", "E222", "E224", "E225", "E244"};
+  std::vector<std::string> out;
+  for (const std::string& n : f.RequestNames(start_)) {
+    if (std::find(polled.begin(), polled.end(), n) == polled.end()) out.push_back(n);
+  }
+  return out;
+}
+
+double SimWizardRig::FirstTimeMs(const std::string& name, double afterMs) const {
+  const std::vector<std::string> names = f.RequestNames(start_);
+  for (size_t i = 0; i < names.size(); ++i) {
+    const double at = static_cast<double>(f.sim.Requests()[start_ + i].atUs) / 1000.0;
+    if (names[i] == name && at > afterMs) return at;
+  }
+  return -1.0;
+}
+
+}  // namespace tavkelo::test

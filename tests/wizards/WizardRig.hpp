@@ -1,0 +1,82 @@
+#pragma once
+// Shared pieces of the calibration tests: a stage-level rig (process state and calibrations, no
+// controller: each step is called directly and the command it put on the line is read back), a
+// whole engine with the simulator and an interface object, and a scripted technician.
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "automation/clsKeloInterface.hpp"
+#include "support/InterfaceFixture.hpp"
+#include "wizards/CalibrationSequencer.hpp"
+
+namespace tavkelo::test {
+
+// Everything a step can change, as text, so that two moments can be compared whole.
+std::string StateText(const KeloContext& ctx, const CalibrationRecord& record, const WizardForms& forms);
+
+class StageRig {
+ public:
+  explicit StageRig(int32_t calibration);
+  // One step as the poller makes it; the command sent ("E088", "F061", "T"), "" for none.
+  std::string Step();
+  bool StepUntil(const std::function<bool()>& pred, int maxSteps, uint32_t ms);
+  // The calibration at `stage` with its form open, as the stages before it leave it.
+  void OpenAt(int16_t stage);
+  void AdvanceMs(int64_t ms) { f.loop.Advance(ms * 1000); }
+  int32_t Tick() const { return f.ctx->Tick(); }
+  bool Press(WizardButton button) { return seq.Forms().Press(button); }
+
+  LinkFixture f;
+  CalibrationSequencer seq;
+  SharedTestState& t;
+  ReadingsStore& store;
+  CalibrationRecord& record;
+  std::vector<std::string> sent;
+  float lastValue = 0.0f;  // value of the last "Write Variable"
+};
+
+// Does what the open form asks, then presses Continue when it is shown. `onNewPrompt` runs once
+// for each new first instruction line, before anything is done.
+class ScriptedOperator {
+ public:
+  ScriptedOperator(KeloController& sim, WizardForms& forms) : sim_(sim), forms_(forms) {}
+  void Act();
+  std::function<void(WizardForm&)> onNewPrompt;
+
+ private:
+  KeloController& sim_;
+  WizardForms& forms_;
+  ScaleSide side_ = ScaleSide::Left;
+  std::string lastPrompt_;
+};
+
+class SimWizardRig {
+ public:
+  explicit SimWizardRig(KeloSimOptions options = {});
+  // The interface's release waits for a running calibration: make sure it has ended.
+  ~SimWizardRig();
+  // Connect, then SpanAnalogInput with `input`; requests are counted from there.
+  void Start(QRTXAnalogInputIndeces input);
+  // Runs in 100 ms slices, the operator acting after each, until pred holds; false after limitS.
+  bool RunUntil(const std::function<bool()>& pred, double limitS, ScriptedOperator* op);
+  bool RunToEnd(double limitS, ScriptedOperator* op) {
+    return RunUntil([this] { return f.ctx->test.CurCalibration == 0; }, limitS, op);
+  }
+  // The requests since Start without the poller's own, and when the first of a name came (ms).
+  std::vector<std::string> Commands() const;
+  double FirstTimeMs(const std::string& name, double afterMs = -1.0) const;
+  WizardForm* OpenForm() { return wizards.Forms().OpenForm(); }
+
+  InterfaceFixture f;
+  CalibrationSequencer wizards;
+  std::unique_ptr<clsKeloInterface> k;
+
+ private:
+  size_t start_ = 0;
+};
+
+}  // namespace tavkelo::test

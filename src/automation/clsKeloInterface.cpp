@@ -199,9 +199,15 @@ void clsKeloInterface::DisConnect() {
   if (ctx_.poller.connected) {
     SharedTestState& t = ctx_.test;
     if (t.CurTest != test::None || t.CurCalibration != 0) {
-      // The running sequence closes itself (its closing commands need the poller).
-      t.TestAbortRequest = true;
-      ctx_.loop.PumpUntil([&t] { return t.CurTest == test::None && t.CurCalibration == 0; }, -1);
+      // The running sequence closes itself (its closing commands need the poller). The request
+      // is made again while waiting: a calibration drops one that comes before its form is up.
+      ctx_.loop.PumpUntil(
+          [&t] {
+            if (t.CurTest == test::None && t.CurCalibration == 0) return true;
+            t.TestAbortRequest = true;
+            return false;
+          },
+          -1);
     }
     LogCall("Disconnect...");
     SuspendDyneReadings();

@@ -135,7 +135,10 @@ std::string FormatFixed(const Section& s, const Decimal& d) {
   std::string intPart, fracPart;
   RoundFixed(d, static_cast<int>(s.fracPattern.size()), intPart, fracPart);
   std::string out = PadInt(s, intPart);
-  if (s.hasPoint) out += "." + FormatFraction(s, fracPart);
+  if (s.hasPoint) {
+    out.push_back('.');
+    out += FormatFraction(s, fracPart);
+  }
   return out;
 }
 
@@ -159,7 +162,10 @@ std::string FormatScientific(const Section& s, const Decimal& d) {
     }
   }
   std::string out = PadInt(s, intPart);
-  if (s.hasPoint) out += "." + FormatFraction(s, fracPart);
+  if (s.hasPoint) {
+    out.push_back('.');
+    out += FormatFraction(s, fracPart);
+  }
   out.push_back(s.expLetter);
   if (dispExp < 0) {
     out.push_back('-');
@@ -172,7 +178,7 @@ std::string FormatScientific(const Section& s, const Decimal& d) {
 }
 
 std::string FormatNumber(double value, int significant, std::string_view format) {
-  if (format.empty()) return value < 0 ? "-" + VbStr(-value) : VbStr(value);
+  if (format.empty()) return VbStr(value);
   std::string_view positive = format;
   std::string_view negative;
   bool hasNegativeSection = false;
@@ -202,11 +208,15 @@ std::string GeneralText(double value, int significant) {
   if (value == 0.0) return "0";
   if (std::isnan(value)) return "NaN";
   if (std::isinf(value)) return value < 0 ? "-Infinity" : "Infinity";
-  std::string sign = value < 0 ? "-" : "";
+  const std::string sign(value < 0 ? 1 : 0, '-');
   Decimal d = ToDecimal(std::fabs(value), significant);
   if (d.exp < -5 || d.exp >= significant) {
-    std::string out = sign + d.digits.substr(0, 1);
-    if (d.digits.size() > 1) out += "." + d.digits.substr(1);
+    std::string out = sign;
+    out.push_back(d.digits[0]);
+    if (d.digits.size() > 1) {
+      out.push_back('.');
+      out.append(d.digits, 1, std::string::npos);
+    }
     char buf[16];
     std::snprintf(buf, sizeof buf, "E%c%02d", d.exp < 0 ? '-' : '+', std::abs(d.exp));
     return out + buf;
@@ -214,8 +224,13 @@ std::string GeneralText(double value, int significant) {
   std::string intPart, fracPart;
   int places = std::max(0, static_cast<int>(d.digits.size()) - 1 - d.exp);
   RoundFixed(d, places, intPart, fracPart);
-  if (intPart.empty()) intPart = "0";
-  return sign + intPart + (fracPart.empty() ? "" : "." + fracPart);
+  std::string out = sign;
+  out += intPart.empty() ? std::string("0") : intPart;
+  if (!fracPart.empty()) {
+    out.push_back('.');
+    out += fracPart;
+  }
+  return out;
 }
 
 }  // namespace

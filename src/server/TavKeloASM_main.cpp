@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -12,6 +13,9 @@
 #include "host/HostContext.hpp"
 #include "host/modMain.hpp"
 #include "runtime/RealTimeLoop.hpp"
+#include "server/AutomationServer.hpp"
+#include "server/KeloEngine.hpp"
+#include "server/PortMap.hpp"
 #include "server/Registration.hpp"
 #include "server/SignalWatcher.hpp"
 
@@ -24,43 +28,166 @@ std::string ExecutablePath(const char* argv0) {
   return argv0 != nullptr ? argv0 : "TavKeloASM";
 }
 
+bool SplitListen(const std::string& listen, std::string& host, int& port) {
+  size_t colon = listen.rfind(':');
+  if (colon == std::string::npos || colon == 0) return false;
+  host = listen.substr(0, colon);
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+  try {
+    port = std::stoi(listen.substr(colon + 1));
+  } catch (const std::exception&) {
+    return false;
+  }
+  return port >= 0 && port <= 65535;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   using namespace tavkelo;
   std::string commandLine;
-  for (int i = 1; i < argc; ++i) commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
+  std::string otherArguments;
+  for (int i = 1; i < argc; ++i) {
+    commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
+  }
   const std::string exePath = ExecutablePath(argv[0]);
 
   // Registration switches end the process before anything else happens.
   if (std::string sw = FindRegistrationSwitch(commandLine); !sw.empty()) {
-    return PerformRegistration(sw, exePath, "");
+    for (int i = 1; i < argc; ++i) {
+      std::string arg = argv[i];
+      if (FindRegistrationSwitch(arg).empty()) otherArguments += (otherArguments.empty() ? "" : " ") + arg;
+    }
+    return PerformRegistration(sw, exePath, otherArguments);
   }
 
-  CLI::App app{"TavKeloASM: automation server for the Kelo chassis dynamometer.\n"
-               "Clients create clsKeloInterface objects through its remote automation API."};
+  const std::string version =
+      MakeProgramVersionText(kProgramVersionMajor, kProgramVersionMinor, kProgramVersionRevision);
+  CLI::App app{"TavKeloASM " + version +
+               ": the automation server for the Kelo chassis dynamometer.\n"
+               "Clients create clsKeloInterface objects through the remote automation API over HTTP;\n"
+               "the dashboard and the calibration wizards are at the address it prints."};
   HostOptions hostOptions;
   hostOptions.programFilePath = exePath;
-  app.add_option("--ini", hostOptions.iniPath,
-                 "INI file to use instead of TavKeloASM.INI beside the executable");
-  app.set_version_flag("--version", "TavKeloASM " + MakeProgramVersionText(kProgramVersionMajor, kProgramVersionMinor, kProgramVersionRevision));
+  bool simulate = false;
+  std::vector<std::string> portSpecs;
+  std::string listen = "127.0.0.1:5180";
+  std::string webDir = TAVKELO_WEB_DIR;
+  int leaseSeconds = 30;
+  int connectPort = -1;
+  std::string instance;
+  uint32_t simSeed = 1;
+  app.add_flag("--simulate", simulate,
+               "Serve every port without a --port mapping with an in-process simulated controller, and connect "
+               "the dashboard's console to port 1");
+  app.add_option("--port", portSpecs,
+                 "Map a port number to a device: N=/dev/ttyUSB0, N=socket://host:port or N=sim (repeatable). "
+                 "Unmapped port N is /dev/ttyS{N-1}")
+      ->type_name("N=DEVICE");
+  app.add_option("--listen", listen, "Address and port of the HTTP API and the web pages")
+      ->type_name("ADDR:PORT")
+      ->capture_default_str();
+  app.add_option("--ini", hostOptions.iniPath, "INI file to use instead of TavKeloASM.INI beside the executable");
+  app.add_option("--web", webDir, "Folder of the dashboard's pages")->capture_default_str();
+  app.add_option("--lease", leaseSeconds, "Default lease of a client's object, in seconds")
+      ->check(CLI::Range(1, 3600))
+      ->capture_default_str();
+  app.add_option("--connect", connectPort,
+                 "Connect the dashboard's console to this port at start (default: 1 with --simulate)")
+      ->check(CLI::Range(1, 255));
+  app.add_option("--sim-seed", simSeed, "Seed of the simulated controllers' noise and faults")->capture_default_str();
+  app.add_option("--instance", instance,
+                 "Name of a separate server instance (its own one-instance lock and semaphores), for tests");
+  app.set_version_flag("--version", "TavKeloASM " + version);
   app.footer(
-      "Registration: /REG installs a systemd user unit that starts this server, /UNREG removes "
-      "it.\nOnly one server runs per machine; a second start ends at once.");
+      "Registration: /REG installs a systemd user unit that starts this server with the other arguments given,\n"
+      "/UNREG removes it; either ends the process. Only one server runs per machine (per --instance).\n"
+      "Stop with Ctrl-C or SIGTERM: client objects are released and the link is disconnected.");
   CLI11_PARSE(app, argc, argv);
 
+  std::string host;
+  int httpPort = 0;
+  if (!SplitListen(listen, host, httpPort)) {
+    std::fprintf(stderr, "TavKeloASM: --listen wants ADDR:PORT, got '%s'\n", listen.c_str());
+    return 2;
+  }
+  if (!instance.empty()) {
+    hostOptions.semaphoreSuffix = "." + instance;
+    hostOptions.instanceLockPath = SingleInstanceLock::DefaultPath("TavKeloASM." + instance);
+  }
+
   RealTimeLoop loop;
-  HostContext host(loop, hostOptions);
-  modMain entry(host);
-  MainOutcome outcome = entry.Main(commandLine, MainHooks{});
-  if (outcome == MainOutcome::AlreadyRunning) {
+  HostContext hostContext(loop, hostOptions);
+  KeloEngine engine(hostContext);
+  modMain entry(hostContext);
+  if (entry.Main(commandLine, engine.StartupHooks()) == MainOutcome::AlreadyRunning) {
     std::fprintf(stderr, "TavKeloASM: another instance is already running\n");
     return 3;
   }
 
-  SignalWatcher signals(loop, [&loop](int) { loop.Stop(); });
-  std::printf("TavKeloASM %s serving (pid %d); stop with Ctrl-C or SIGTERM\n",
-              host.ProgramVersionText.c_str(), static_cast<int>(::getpid()));
+  KeloSimOptions simOptions;
+  simOptions.faults.seed = simSeed;
+  PortMap ports(loop, simulate, simOptions);
+  for (const std::string& spec : portSpecs) {
+    std::string error;
+    if (!ports.AddMapping(spec, error)) {
+      std::fprintf(stderr, "TavKeloASM: --port: %s\n", error.c_str());
+      return 2;
+    }
+  }
+  engine.Context().openPort = [&ports](int16_t port) { return ports.Open(port); };
+  // This process holds the one-instance lock: names left by a process that died are stale.
+  NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloReadingsLock"));
+  NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloInterfaceLock"));
+
+  AutomationServer::Config config;
+  config.host = host;
+  config.port = httpPort;
+  config.webDir = webDir;
+  config.leaseSeconds = leaseSeconds;
+  AutomationServer server(loop, engine, &ports, config);
+  // Signals are blocked before any thread starts, so that they reach the loop alone.
+  LoopTimer shutdown(loop);
+  SignalWatcher signals(loop, [&](int) {
+    std::printf("TavKeloASM: stopping\n");
+    std::fflush(stdout);
+    server.BeginStop();
+    // Requests in progress still need the loop: wait for the listener to finish, then release.
+    shutdown.SetHandler([&] {
+      if (!server.ListenerDone()) return;
+      shutdown.SetEnabled(false);
+      loop.Post(
+          [&] {
+            server.ReleaseAll();
+            loop.Stop();
+          },
+          CallKind::CanWait);
+    });
+    shutdown.SetInterval(20);
+    shutdown.SetEnabled(true);
+  });
+
+  std::string error;
+  if (!server.Start(error)) {
+    std::fprintf(stderr, "TavKeloASM: %s\n", error.c_str());
+    return 4;
+  }
+  if (connectPort < 0 && simulate) connectPort = 1;
+  if (connectPort > 0) {
+    server.Console().Init(true, static_cast<int16_t>(connectPort), 9600, "N");
+    if (!server.Console().Connect()) {
+      std::fprintf(stderr, "TavKeloASM: the console could not connect to port %d (%s)\n", connectPort,
+                   ports.Describe(static_cast<int16_t>(connectPort)).c_str());
+    }
+  }
+
+  std::printf("TavKeloASM %s serving http://%s:%d/ (pid %d)\n", hostContext.ProgramVersionText.c_str(),
+              host.c_str(), server.Port(), static_cast<int>(::getpid()));
+  for (int16_t p = 1; p <= 2; ++p) std::printf("  port %d: %s\n", p, ports.Describe(p).c_str());
+  if (connectPort > 0) {
+    std::printf("  console connected to port %d: %s\n", connectPort, server.Console().Connected() ? "yes" : "no");
+  }
+  std::printf("Stop with Ctrl-C or SIGTERM.\n");
   std::fflush(stdout);
   loop.Run();
   std::printf("TavKeloASM: stopped\n");

@@ -35,7 +35,12 @@ std::string ControllerValueText(uint8_t variable, double value) {
 }
 
 std::string VariableGroup(uint8_t variable, double value) {
-  return " " + std::to_string(variable) + "=" + ControllerValueText(variable, value) + "\r";
+  std::string group(1, ' ');
+  group += std::to_string(variable);
+  group.push_back('=');
+  group += ControllerValueText(variable, value);
+  group.push_back('\r');
+  return group;
 }
 
 }  // namespace tavkelo

@@ -10,12 +10,6 @@ namespace {
 class Methods : public ::testing::Test {
  protected:
   Methods() : k(f.NewInterface()) {}
-  // No sequence runs in these tests: a test or calibration left started would keep the
-  // interface's release waiting for it to end.
-  ~Methods() override {
-    f.ctx->test.CurTest = 0;
-    f.ctx->test.CurCalibration = 0;
-  }
   void Connect() {
     ASSERT_TRUE(k->Connect());
     f.loop.PumpFor(1500);

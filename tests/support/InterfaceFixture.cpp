@@ -5,7 +5,7 @@
 namespace tavkelo::test {
 
 InterfaceFixture::InterfaceFixture(KeloSimOptions options, int16_t logControl)
-    : LinkFixture(logControl), sim(loop, std::move(options)) {
+    : LinkFixture(logControl), sim(loop, std::move(options)), tests(*ctx), calibrations(*ctx) {
   sim.Attach(line->DeviceEnd());
   ctx->openPort = [this](int16_t port) -> std::unique_ptr<SerialChannel> {
     if (port != 1) return nullptr;

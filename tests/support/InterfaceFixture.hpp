@@ -1,14 +1,17 @@
 #pragma once
-// A whole engine on the virtual-time loop: the process state, the in-process controller
-// simulator on the line's device end, and interface objects that connect to it as port 1.
+// A whole engine on the virtual-time loop: the process state with the test sequences and the
+// calibration wizards installed, the in-process controller simulator on the line's device end,
+// and interface objects that connect to it as port 1.
 
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "automation/clsKeloInterface.hpp"
+#include "sequences/TestSequencer.hpp"
 #include "sim/KeloController.hpp"
 #include "support/LinkFixture.hpp"
+#include "wizards/CalibrationSequencer.hpp"
 
 namespace tavkelo::test {
 
@@ -24,6 +27,8 @@ class InterfaceFixture : public LinkFixture {
   size_t RequestCount() const { return sim.Requests().size(); }
 
   KeloController sim;
+  TestSequencer tests;
+  CalibrationSequencer calibrations;
 };
 
 }  // namespace tavkelo::test

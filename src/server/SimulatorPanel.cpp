@@ -1,0 +1,74 @@
+#include "server/SimulatorPanel.hpp"
+
+#include "server/AutomationApi.hpp"
+#include "server/PortMap.hpp"
+#include "sim/KeloController.hpp"
+#include "sim/OperatorConsole.hpp"
+
+namespace tavkelo {
+
+namespace {
+
+KeloController& SimulatorOf(PortMap* ports, int16_t port) {
+  KeloController* sim = ports != nullptr ? ports->Simulator(port) : nullptr;
+  if (sim == nullptr) throw ApiError(404, "port " + std::to_string(port) + " is not simulated");
+  return *sim;
+}
+
+const char* ModeName(MachineMode mode) {
+  switch (mode) {
+    case MachineMode::Off: return "off";
+    case MachineMode::Motor: return "motor";
+    case MachineMode::Speed: return "speed regulator";
+    case MachineMode::Torque: return "torque regulator";
+    case MachineMode::Drive: return "drive regulator";
+    case MachineMode::Asm: return "ASM regulator";
+    case MachineMode::VariableLoad: return "variable load";
+  }
+  return "?";
+}
+
+}  // namespace
+
+nlohmann::json SimulatorPanel::State(PortMap* ports, int16_t port) {
+  KeloController& sim = SimulatorOf(ports, port);
+  DynePlant& plant = sim.Plant();
+  const LiftActuator& lifts = plant.Lifts();
+  const LoadCell& cell = plant.GetLoadCell();
+  const WheelScales& scales = plant.Scales();
+  nlohmann::json faults = nlohmann::json::array();
+  const std::pair<DyneFault, const char*> kFaults[] = {{DyneFault::MotorFault, "motor"},
+                                                        {DyneFault::OverTemperature, "overtemp"},
+                                                        {DyneFault::DeviceError6, "error6"},
+                                                        {DyneFault::DeviceError7, "error7"},
+                                                        {DyneFault::DeviceError12, "error12"}};
+  for (const auto& [fault, name] : kFaults) {
+    if (plant.HasFault(fault)) faults.push_back(name);
+  }
+  auto side = [&](ScaleSide s) {
+    return nlohmann::json{{"device", scales.DeviceConnected(s)}, {"weights", scales.Weights(s)},
+                          {"loadLb", scales.LoadLb(s)}};
+  };
+  return {{"port", port},
+          {"speedMph", plant.SpeedMph()},
+          {"mode", ModeName(plant.Mode())},
+          {"statusWord", plant.StatusWord()},
+          {"lifts", lifts.IsUp() ? "up" : lifts.IsDown() ? "down" : "moving"},
+          {"restraintsIn", plant.RestraintsIn()},
+          {"loadCell", {{"device", cell.DeviceConnected()}, {"weights", cell.Weights()}}},
+          {"scales", {{"left", side(ScaleSide::Left)}, {"right", side(ScaleSide::Right)}}},
+          {"vehicleForceLbf", plant.VehicleForceLbf()},
+          {"faults", faults},
+          {"writeAccess", sim.WriteAccess()},
+          {"requests", sim.Counters().requests}};
+}
+
+nlohmann::json SimulatorPanel::Execute(PortMap* ports, int16_t port, const std::string& command) {
+  KeloController& sim = SimulatorOf(ports, port);
+  OperatorConsole console(sim);
+  OperatorConsole::Result result = console.Execute(command);
+  if (result.quit) return {{"ok", false}, {"text", "quit is for kelo-sim's own console"}};
+  return {{"ok", result.ok}, {"text", result.text}};
+}
+
+}  // namespace tavkelo

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
+echo "Building TavKeloASM, kelo-sim and kelo (the first build takes a few minutes)..."
 cmake --preset default >/dev/null
-cmake --build --preset default --target TavKeloASM kelo-sim kelo >/dev/null 2>&1 ||
-  cmake --build --preset default --target TavKeloASM
+cmake --build --preset default --target TavKeloASM kelo-sim kelo
 exec build/default/src/TavKeloASM "$@"

@@ -6,8 +6,8 @@ cd "$(dirname "$0")/.."
 preset="${1:-default}"
 
 scripts/deps.sh --test
-if [[ -f tests/e2e/package.json ]]; then
-  (cd tests/e2e && { [[ -d node_modules/playwright-core ]] || npm ci --no-audit --no-fund --loglevel=error; })
+if [[ -f tests/e2e/browser/package.json ]]; then
+  (cd tests/e2e/browser && { [[ -d node_modules/playwright-core ]] || npm ci --no-audit --no-fund --loglevel=error; })
 fi
 
 cmake --preset "$preset"

@@ -9,16 +9,6 @@
 
 namespace tavkelo {
 
-namespace {
-void ReportFailure(DiagnosticLog& log, const std::string& where, const std::exception& e) {
-  if (const auto* vb = dynamic_cast<const VbRuntimeError*>(&e)) {
-    log.LogError(vb->Number(), vb->Description(), where, 16);
-  } else {
-    log.LogError(51, e.what(), where, 16);
-  }
-}
-}  // namespace
-
 void clsKeloInterface::LogCall(const std::string& text) {
   if (ctx_.log.ClsCal()) ctx_.log.WriteLog(std::string(kClassName) + ": " + text);
 }
@@ -56,7 +46,7 @@ clsKeloInterface::clsKeloInterface(KeloContext& ctx) : ctx_(ctx) {
     stage = "80";
     ctx_.comm.Load();
   } catch (const std::exception& e) {
-    ReportFailure(ctx_.log, std::string(kClassName) + ": Class_Initialize[" + stage + "]", e);
+    ctx_.log.LogException(e, std::string(kClassName) + ": Class_Initialize[" + stage + "]", 16);
   }
 }
 
@@ -68,7 +58,7 @@ clsKeloInterface::~clsKeloInterface() {
     ctx_.comm.Unload();
     if (ctx_.log.LoggingOn()) ctx_.log.WriteLog(std::string(kClassName) + ": Class_Terminate - Complete");
   } catch (const std::exception& e) {
-    ReportFailure(ctx_.log, std::string(kClassName) + ": Class_Terminate", e);
+    ctx_.log.LogException(e, std::string(kClassName) + ": Class_Terminate", 16);
   }
 }
 
@@ -126,7 +116,7 @@ bool clsKeloInterface::Connect() {
     ResumeDyneReadings();
     result = true;
   } catch (const std::exception& e) {
-    ReportFailure(ctx_.log, std::string(kClassName) + ": Connect", e);
+    ctx_.log.LogException(e, std::string(kClassName) + ": Connect", 16);
   }
   return result;
 }

@@ -12,6 +12,7 @@
 #include "host/Notices.hpp"
 #include "host/ProfileEnvironment.hpp"
 #include "host/clsIniProfile.hpp"
+#include "platform/VbError.hpp"
 #include "platform/VbFormat.hpp"
 #include "runtime/EventLoop.hpp"
 
@@ -136,6 +137,14 @@ void DiagnosticLog::WriteLog(std::string_view message) {
     out << "\r\n";
   } else {
     out << stamp << text << "\r\n";
+  }
+}
+
+void DiagnosticLog::LogException(const std::exception& e, std::string_view where, int16_t options) {
+  if (const auto* vb = dynamic_cast<const VbRuntimeError*>(&e)) {
+    LogError(vb->Number(), vb->Description(), where, options);
+  } else {
+    LogError(51, e.what(), where, options);
   }
 }
 

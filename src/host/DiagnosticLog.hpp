@@ -5,6 +5,7 @@
 // families of lines on.
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -30,6 +31,9 @@ class DiagnosticLog {
   void OpenLogFile();
   void WriteLog(std::string_view message);
   void LogError(int32_t number, std::string_view description, std::string_view where, int16_t options);
+  // LogError for a caught failure: a run-time error's number and description, or 51 (internal
+  // error) and the exception's text for anything else.
+  void LogException(const std::exception& e, std::string_view where, int16_t options);
 
   int16_t LogControlValue() const { return logControlValue_; }
   // Sets the control word and its flags directly (the server's command line and tests).

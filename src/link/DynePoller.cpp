@@ -29,10 +29,8 @@ void DynePoller::UpdateDyneReadings() {
                         " TmrEnb:" + BoolText(t.Enabled()));
     }
     stage = 3000;
-  } catch (const VbRuntimeError& e) {
-    ctx_.log.LogError(e.Number(), e.Description(), "UpdateDyneReadings[" + std::to_string(stage) + "]", 0);
   } catch (const std::exception& e) {
-    ctx_.log.LogError(51, e.what(), "UpdateDyneReadings[" + std::to_string(stage) + "]", 0);
+    ctx_.log.LogException(e, "UpdateDyneReadings[" + std::to_string(stage) + "]", 0);
   }
   // Rearmed also after a failure, so that one bad step never stops the poller.
   Rearm();

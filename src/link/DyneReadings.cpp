@@ -27,14 +27,6 @@ class ReadingsLockGuard {
  private:
   NamedSemaphore* lock_;
 };
-
-void ReportError(DiagnosticLog& log, const std::string& where, const std::exception& e) {
-  if (const auto* vb = dynamic_cast<const VbRuntimeError*>(&e)) {
-    log.LogError(vb->Number(), vb->Description(), where, 0);
-  } else {
-    log.LogError(51, e.what(), where, 0);
-  }
-}
 }  // namespace
 
 void DyneReadings::ScaleConvertData(bool toClient) {
@@ -55,7 +47,7 @@ void DyneReadings::ScaleConvertData(bool toClient) {
       if (slot.variable != var::DSR_VEHWEIGHT) slot.controllerUnit = conv.controllerUnit;
       slot.clientUnit = conv.clientUnit;
     } catch (const std::exception& e) {
-      ReportError(ctx_.log, "ScaleConvertData[" + std::to_string(i) + code + "]", e);
+      ctx_.log.LogException(e, "ScaleConvertData[" + std::to_string(i) + code + "]", 0);
     }
   }
 }
@@ -182,7 +174,7 @@ void DyneReadings::StoreDyneData() {
     }
     stage = 3380;
   } catch (const std::exception& e) {
-    ReportError(ctx_.log, "StoreDyneData[" + std::to_string(stage) + "]", e);
+    ctx_.log.LogException(e, "StoreDyneData[" + std::to_string(stage) + "]", 0);
   }
   if (ctx_.log.GetVar() && command == cmd::GetVariable) {
     const RequestSlot& slot = s.slots[0];

@@ -102,10 +102,8 @@ void DyneRequests::BuildCommSendBuffer() {
         stage = 340;
         break;
     }
-  } catch (const VbRuntimeError& e) {
-    ctx_.log.LogError(e.Number(), e.Description(), "BuildCommSendBuffer[" + std::to_string(stage) + "]", 0);
   } catch (const std::exception& e) {
-    ctx_.log.LogError(51, e.what(), "BuildCommSendBuffer[" + std::to_string(stage) + "]", 0);
+    ctx_.log.LogException(e, "BuildCommSendBuffer[" + std::to_string(stage) + "]", 0);
   }
 }
 

@@ -25,13 +25,7 @@ const CoastdownWindow& CoastdownTest::Params(uint8_t w) const {
 }
 
 void CoastdownTest::PerformCoastdown() {
-  try {
-    Step();
-  } catch (const VbRuntimeError& e) {
-    ReportStepError("PerformCoastdown", e.Number(), e.Description());
-  } catch (const std::exception& e) {
-    ReportStepError("PerformCoastdown", 51, e.what());
-  }
+  RunStep("PerformCoastdown", [this] { Step(); });
 }
 
 void CoastdownTest::Step() {

@@ -27,13 +27,7 @@ const char* const kCoefficientFormat = "#0.00000e+00;-0.00000e+00";
 }  // namespace
 
 void ParasiticsTest::PerformParasitics() {
-  try {
-    Step();
-  } catch (const VbRuntimeError& e) {
-    ReportStepError("PerformParasitics", e.Number(), e.Description());
-  } catch (const std::exception& e) {
-    ReportStepError("PerformParasitics", 51, e.what());
-  }
+  RunStep("PerformParasitics", [this] { Step(); });
 }
 
 void ParasiticsTest::Step() {

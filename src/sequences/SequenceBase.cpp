@@ -17,10 +17,12 @@ void SequenceBase::TestLog(const std::string& text) const {
   if (ctx_.log.DynTst()) ctx_.log.WriteLog(text);
 }
 
-void SequenceBase::ReportStepError(const char* routine, int32_t number,
-                                   const std::string& description) const {
-  ctx_.log.LogError(number, description,
-                    std::string(routine) + "[" + std::to_string(ctx_.test.TestStage) + "]", 0);
+void SequenceBase::RunStep(const char* routine, const std::function<void()>& step) const {
+  try {
+    step();
+  } catch (const std::exception& e) {
+    ctx_.log.LogException(e, std::string(routine) + "[" + std::to_string(ctx_.test.TestStage) + "]", 0);
+  }
 }
 
 }  // namespace tavkelo

@@ -4,6 +4,7 @@
 // and its progress lines in the diagnostic log, written only while the "DynTst" family is on.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace tavkelo {
@@ -24,8 +25,9 @@ class SequenceBase {
   bool TestLogging() const;
   // One log entry (it may hold several lines joined by "\r\n"), only while test logging is on.
   void TestLog(const std::string& text) const;
-  // Reports a failure of a step, naming the routine and the stage it was at.
-  void ReportStepError(const char* routine, int32_t number, const std::string& description) const;
+  // Runs one step; a failure is reported, naming the routine and the stage it was at, and the
+  // stage is kept so the step is tried again.
+  void RunStep(const char* routine, const std::function<void()>& step) const;
 
   KeloContext& ctx_;
 };

@@ -36,13 +36,7 @@ void TargetTest::NewRun() {
 }
 
 void TargetTest::PerformTargetTest() {
-  try {
-    Step();
-  } catch (const VbRuntimeError& e) {
-    ReportStepError("PerformTargetTest", e.Number(), e.Description());
-  } catch (const std::exception& e) {
-    ReportStepError("PerformTargetTest", 51, e.what());
-  }
+  RunStep("PerformTargetTest", [this] { Step(); });
 }
 
 void TargetTest::Step() {

@@ -10,13 +10,7 @@
 namespace tavkelo {
 
 void WarmupTest::PerformWarmup() {
-  try {
-    Step();
-  } catch (const VbRuntimeError& e) {
-    ReportStepError("PerformWarmup", e.Number(), e.Description());
-  } catch (const std::exception& e) {
-    ReportStepError("PerformWarmup", 51, e.what());
-  }
+  RunStep("PerformWarmup", [this] { Step(); });
 }
 
 void WarmupTest::Step() {

@@ -15,18 +15,6 @@ KeloController& SimulatorOf(PortMap* ports, int16_t port) {
   return *sim;
 }
 
-const char* ModeName(MachineMode mode) {
-  switch (mode) {
-    case MachineMode::Off: return "off";
-    case MachineMode::Motor: return "motor";
-    case MachineMode::Speed: return "speed regulator";
-    case MachineMode::Torque: return "torque regulator";
-    case MachineMode::Drive: return "drive regulator";
-    case MachineMode::Asm: return "ASM regulator";
-    case MachineMode::VariableLoad: return "variable load";
-  }
-  return "?";
-}
 
 }  // namespace
 
@@ -51,7 +39,7 @@ nlohmann::json SimulatorPanel::State(PortMap* ports, int16_t port) {
   };
   return {{"port", port},
           {"speedMph", plant.SpeedMph()},
-          {"mode", ModeName(plant.Mode())},
+          {"mode", MachineModeName(plant.Mode())},
           {"statusWord", plant.StatusWord()},
           {"lifts", lifts.IsUp() ? "up" : lifts.IsDown() ? "down" : "moving"},
           {"restraintsIn", plant.RestraintsIn()},

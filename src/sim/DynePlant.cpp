@@ -9,6 +9,20 @@
 
 namespace tavkelo {
 
+const char* MachineModeName(MachineMode mode) {
+  switch (mode) {
+    case MachineMode::Off: return "off";
+    case MachineMode::Motor: return "motor";
+    case MachineMode::Speed: return "speed regulator";
+    case MachineMode::Torque: return "torque regulator";
+    case MachineMode::Drive: return "drive regulator";
+    case MachineMode::Asm: return "ASM regulator";
+    case MachineMode::VariableLoad: return "variable load regulator";
+  }
+  return "?";
+}
+
+
 namespace {
 // The load-cell configuration with the weight of one calibration weight settled: unless given,
 // three of them make exactly the CAL_WEIGHT the controller starts with.

@@ -24,6 +24,8 @@ namespace tavkelo {
 
 // What the motor/absorber is doing. The motor and the absorber are one machine.
 enum class MachineMode { Off, Motor, Speed, Torque, Drive, Asm, VariableLoad };
+// "off", "motor", "speed regulator", ... as the operator reads it.
+const char* MachineModeName(MachineMode mode);
 
 // Fault conditions an operator (or a test) can raise; each shows as one status bit (6, 7, 8, 12
 // and 13 in this order).

@@ -57,18 +57,6 @@ std::optional<FaultKind> LineFaultNamed(const std::string& text) {
   return std::nullopt;
 }
 
-const char* ModeName(MachineMode mode) {
-  switch (mode) {
-    case MachineMode::Off: return "off";
-    case MachineMode::Motor: return "motor";
-    case MachineMode::Speed: return "speed regulator";
-    case MachineMode::Torque: return "torque regulator";
-    case MachineMode::Drive: return "drive regulator";
-    case MachineMode::Asm: return "ASM regulator";
-    case MachineMode::VariableLoad: return "variable load regulator";
-  }
-  return "?";
-}
 
 OperatorConsole::Result Fail(std::string text) { return {false, false, std::move(text)}; }
 OperatorConsole::Result Done(std::string text = {}) { return {true, false, std::move(text)}; }
@@ -185,7 +173,7 @@ std::string OperatorConsole::StatusText() {
   std::ostringstream out;
   out.setf(std::ios::fixed);
   out.precision(1);
-  out << "speed " << p.SpeedMph() << " mph, machine " << ModeName(p.Mode()) << ", force " << p.MachineForceLbf()
+  out << "speed " << p.SpeedMph() << " mph, machine " << MachineModeName(p.Mode()) << ", force " << p.MachineForceLbf()
       << " lbf, power " << p.MachinePowerHp() << " HP\n";
   out << "status " << StatusPayload(p.StatusWord()) << " (bit 0 first)\n";
   out << "load cell " << p.GetLoadCell().ReadingLbf() << " lbf, device "

@@ -86,8 +86,12 @@ void CalibrationSequence::FinishCalibration(const std::string& abortedLine, cons
   t.LcwsStatus = seqstatus::Finished;
 }
 
-void CalibrationSequence::ReportStepError(const char* routine, int32_t number, const std::string& description) const {
-  ctx_.log.LogError(number, description, std::string(routine) + "[" + std::to_string(ctx_.test.TestStage) + "]", 0);
+void CalibrationSequence::RunStep(const char* routine, const std::function<void()>& step) const {
+  try {
+    step();
+  } catch (const std::exception& e) {
+    ctx_.log.LogException(e, std::string(routine) + "[" + std::to_string(ctx_.test.TestStage) + "]", 0);
+  }
 }
 
 }  // namespace tavkelo

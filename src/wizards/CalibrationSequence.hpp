@@ -5,6 +5,7 @@
 // waiting marks and the closing stages 900 and 901.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "wizards/CalibrationRecord.hpp"
@@ -55,7 +56,8 @@ class CalibrationSequence {
   // There is no window to bring back to the front: the viewer stops showing the unloaded form.
   void FinishCalibration(const std::string& abortedLine, const std::string& completedLine);
   // Reports a failure of a step, naming the routine and the stage it was at.
-  void ReportStepError(const char* routine, int32_t number, const std::string& description) const;
+  // Runs one step; a failure is reported with the routine and the stage it was at.
+  void RunStep(const char* routine, const std::function<void()>& step) const;
 
   KeloContext& ctx_;
   CalibrationRecord& record_;

@@ -20,13 +20,7 @@ float LoadCellCalibration::ExpectedTorqueFor(float calWeight, float torqueSpeedF
 }
 
 void LoadCellCalibration::PerformLoadCellCalibration() {
-  try {
-    Step();
-  } catch (const VbRuntimeError& e) {
-    ReportStepError("PerformLoadCellCalibration", e.Number(), e.Description());
-  } catch (const std::exception& e) {
-    ReportStepError("PerformLoadCellCalibration", 51, e.what());
-  }
+  RunStep("PerformLoadCellCalibration", [this] { Step(); });
 }
 
 void LoadCellCalibration::Step() {

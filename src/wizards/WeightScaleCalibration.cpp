@@ -15,13 +15,7 @@ float WeightScaleCalibration::NewAmplificationScale(float display, float current
 }
 
 void WeightScaleCalibration::PerformWeightScaleCalibration() {
-  try {
-    Step();
-  } catch (const VbRuntimeError& e) {
-    ReportStepError("PerformWeightScaleCalibration", e.Number(), e.Description());
-  } catch (const std::exception& e) {
-    ReportStepError("PerformWeightScaleCalibration", 51, e.what());
-  }
+  RunStep("PerformWeightScaleCalibration", [this] { Step(); });
 }
 
 void WeightScaleCalibration::Smooth(CalibrationRecord::ScaleRecord& scale, float rawWeight) {

@@ -7,7 +7,8 @@ preset="${1:-default}"
 
 scripts/deps.sh --test
 if [[ -f tests/e2e/browser/package.json ]]; then
-  (cd tests/e2e/browser && { [[ -d node_modules/playwright-core ]] || npm ci --no-audit --no-fund --loglevel=error; })
+  # playwright-core only: it drives Debian's Chromium and downloads no browser of its own.
+  (cd tests/e2e/browser && npm ci --no-audit --no-fund --loglevel=error)
 fi
 
 cmake --preset "$preset"

@@ -150,6 +150,11 @@ int main(int argc, char** argv) {
   LoopTimer shutdown(loop);
   SignalWatcher signals(loop, [&](int) {
     std::printf("TavKeloASM: stopping\n");
+    const SharedTestState& running = engine.Context().test;
+    if (running.CurTest != 0 || running.CurCalibration != 0) {
+      // The dyne is brought to rest first: a test's own closing commands need the link.
+      std::printf("TavKeloASM: waiting for the running %s to end\n", running.CurTest != 0 ? "test" : "calibration");
+    }
     std::fflush(stdout);
     server.BeginStop();
     // Requests in progress still need the loop: wait for the listener to finish, then release.
@@ -159,6 +164,9 @@ int main(int argc, char** argv) {
       loop.Post(
           [&] {
             server.ReleaseAll();
+            // Nothing of this process holds the semaphores any more: leave no names behind.
+            NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloReadingsLock"));
+            NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloInterfaceLock"));
             loop.Stop();
           },
           CallKind::CanWait);

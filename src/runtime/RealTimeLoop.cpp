@@ -66,15 +66,18 @@ void RealTimeLoop::WaitForEvents(int64_t deadlineUs) {
     ids.push_back(id);
   }
   if (HasPosted() || StopRequested()) return;
-  int timeoutMs = -1;
+  // ppoll waits to the microsecond: a millisecond poll(2) would wake every timer up to 1 ms late.
+  timespec timeout{};
+  timespec* timeoutPtr = nullptr;
   if (deadlineUs != kForever) {
     int64_t remainingUs = deadlineUs - ClockUs();
     if (remainingUs <= 0) return;
-    // Round up so that a wait never ends just before its deadline.
-    int64_t ms = (remainingUs + 999) / 1000;
-    timeoutMs = ms > 60'000 ? 60'000 : static_cast<int>(ms);
+    if (remainingUs > 60'000'000) remainingUs = 60'000'000;
+    timeout.tv_sec = static_cast<time_t>(remainingUs / 1'000'000);
+    timeout.tv_nsec = static_cast<long>(remainingUs % 1'000'000) * 1000;
+    timeoutPtr = &timeout;
   }
-  int n = ::poll(fds.data(), fds.size(), timeoutMs);
+  int n = ::ppoll(fds.data(), fds.size(), timeoutPtr, nullptr);
   if (n <= 0) return;
   if (fds[0].revents & POLLIN) {
     uint64_t value;

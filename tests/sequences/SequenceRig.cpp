@@ -1,45 +1,53 @@
 #include "SequenceRig.hpp"
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "link/DyneVocabulary.hpp"
+#include "sequences/modMath.hpp"
 
 namespace tavkelo::test {
 
-std::string RequestName(const std::vector<uint8_t>& bytes) {
-  if (bytes.size() < 3) return "?";
-  const char c = static_cast<char>(bytes[2]);
-  std::string name(1, c);
-  if (c == 'E' && bytes.size() >= 6) {
-    name += std::to_string(std::stoi(std::string(bytes.begin() + 3, bytes.begin() + 6)));
-  } else if (c == 'F' && bytes.size() >= 7) {
-    name += std::to_string(std::stoi(std::string(bytes.begin() + 3, bytes.begin() + 6)));
-    std::string rest(bytes.begin() + 6, bytes.end());
-    name += rest.substr(0, rest.find('\r'));
-  }
-  return name;
+void ExpectCommands(const std::vector<std::string>& actual,
+                    const std::vector<std::string>& expected) {
+  ASSERT_EQ(actual.size(), expected.size()) << ::testing::PrintToString(actual);
+  for (size_t i = 0; i < expected.size(); ++i)
+    EXPECT_EQ(actual[i].rfind(expected[i], 0), 0u) << i << ": " << actual[i];
 }
 
-bool IsPollRequest(const std::string& name) {
-  static const char* const kPolled[] = {"C",    "D",    "E0",   "E210", "E216",
-                                        "E217", "E222", "E224", "E225", "E244"};
-  for (const char* p : kPolled) {
-    if (name == p) return true;
-  }
-  return false;
+double CoastPowerHp(double topMph, double bottomMph, double seconds, double weightLb) {
+  const double top = topMph * 22.0 / 15.0, bottom = bottomMph * 22.0 / 15.0;  // ft/s
+  return 0.5 * weightLb / 32.17405 * (top * top - bottom * bottom) / seconds / 550.0;
 }
 
-std::vector<std::string> SequenceCommands(const std::vector<std::string>& all) {
-  std::vector<std::string> out;
-  for (const std::string& n : all) {
-    if (!IsPollRequest(n)) out.push_back(n);
+std::array<long double, 3> LeastSquaresQuadratic(const std::vector<double>& x,
+                                                 const std::vector<double>& y,
+                                                 const std::vector<double>& w) {
+  long double s[5] = {}, t[3] = {};
+  for (size_t i = 0; i < x.size(); ++i) {
+    long double p = w[i];
+    for (int k = 0; k < 5; ++k, p *= x[i]) {
+      s[k] += p;
+      if (k < 3) t[k] += p * y[i];
+    }
   }
-  return out;
+  auto det = [](long double a, long double b, long double c, long double d, long double e,
+                long double f, long double g, long double h, long double i) {
+    return a * (e * i - f * h) - b * (d * i - f * g) + c * (d * h - e * g);
+  };
+  const long double d = det(s[0], s[1], s[2], s[1], s[2], s[3], s[2], s[3], s[4]);
+  return {det(t[0], s[1], s[2], t[1], s[2], s[3], t[2], s[3], s[4]) / d,
+          det(s[0], t[0], s[2], s[1], t[1], s[3], s[2], t[2], s[4]) / d,
+          det(s[0], s[1], t[0], s[1], s[2], t[1], s[2], s[3], t[2]) / d};
 }
 
-void StartTestLikeTheInterface(KeloContext& ctx, int16_t index) {
-  ctx.poller.readingsActive = true;  // AutoUpdateEnabled
-  SharedTestState& t = ctx.test;
+void Rig::Start(int16_t index) {
+  startS_ = Now();
+  f.ctx->poller.readingsActive = true;  // AutoUpdateEnabled
+  SharedTestState& t = T();
   t.TestAbortRequest = false;
   t.TestCommandPending = false;
   t.StartedTestIndex = index;
@@ -49,10 +57,11 @@ void StartTestLikeTheInterface(KeloContext& ctx, int16_t index) {
   t.TestStageLogged = 0;
 }
 
-void StopTestLikeTheInterface(KeloContext& ctx) {
-  SharedTestState& t = ctx.test;
-  if (t.CurTest != test::None) t.TestAbortRequest = true;
-  if (t.StartedTestIndex >= test::ConstantTarget && t.StartedTestIndex <= test::VehicleSimulation) {
+void Rig::Stop() {
+  KeloContext& ctx = *f.ctx;
+  if (T().CurTest != test::None) T().TestAbortRequest = true;
+  if (T().StartedTestIndex >= test::ConstantTarget &&
+      T().StartedTestIndex <= test::VehicleSimulation) {
     ctx.polling.SuspendDyneReadings();
     for (uint8_t code : {cmd::RegulatorOff, cmd::AugmentedBreakingOff, cmd::BeltCompensationOff}) {
       if (ctx.polling.InterfaceKeloCommand(code, 0, 0.0f) != 0) break;
@@ -61,23 +70,72 @@ void StopTestLikeTheInterface(KeloContext& ctx) {
   }
 }
 
-void StartPoller(KeloContext& ctx) {
-  ctx.AcquireSemaphores();
-  ctx.InterfaceLock()->TryAcquire();
-  ctx.poller.readingsActive = true;
-  ctx.polling.ResumeDyneReadings();
+void Rig::StartPoller() {
+  f.ctx->AcquireSemaphores();
+  f.ctx->InterfaceLock()->TryAcquire();
+  f.ctx->poller.readingsActive = true;
+  f.ctx->polling.ResumeDyneReadings();
 }
 
-ScriptedDyne::ScriptedDyne(LinkFixture& f) : f_(f), controller_(f.loop, f.line->DeviceEnd()) {
+bool Rig::RunUntil(const std::function<bool()>& pred, double limitS, uint32_t sliceMs) {
+  const int64_t endUs = f.loop.NowUs() + static_cast<int64_t>(limitS * 1e6);
+  while (!pred()) {
+    if (f.loop.NowUs() >= endUs) return false;
+    f.loop.PumpFor(sliceMs);
+  }
+  return true;
+}
+
+std::vector<std::string> Rig::Commands(double fromS) const {
+  static const std::vector<std::string> kPolled = {"C",    "D",    "E0",   "E210", "E216",
+                                                   "E217", "E222", "E224", "E225", "E244"};
+  std::vector<std::string> out;
+  for (const auto& [at, name] : Requests()) {
+    if (at >= (fromS < 0.0 ? startS_ : fromS) &&
+        std::find(kPolled.begin(), kPolled.end(), name) == kPolled.end())
+      out.push_back(name);
+  }
+  return out;
+}
+
+double Rig::FirstTime(const std::string& name) const {
+  for (const auto& [at, n] : Requests()) {
+    if (n == name) return at;
+  }
+  return -1.0;
+}
+
+void SimRig::Connect() {
+  f.ConnectLink();
+  sim.Attach(f.line->DeviceEnd());
+  KeloContext& ctx = *f.ctx;
+  for (uint8_t v : {var::VERSION, var::ROLLDIAMETER, var::BASEINERTIA})
+    ctx.polling.InterfaceKeloCommand(cmd::GetVariable, v, 0.0f);
+  float diameter = ctx.store.RollDiameter;
+  ctx.store.TorqueSpeedFactor = modMath::TorqueSpeedFactor(diameter);
+  StartPoller();
+}
+
+std::vector<std::pair<double, std::string>> SimRig::Requests() const {
+  std::vector<std::pair<double, std::string>> out;
+  for (const ReceivedRequest& r : sim.Requests()) {
+    std::string name(1, static_cast<char>(r.command));
+    if (r.command == cmd::GetVariable) name += std::to_string(r.variable);
+    if (r.command == cmd::WriteVariable) name += std::to_string(r.variable) + "=" + r.valueText;
+    out.emplace_back(static_cast<double>(r.atUs) / 1e6, name);
+  }
+  return out;
+}
+
+ScriptedRig::ScriptedRig() : Rig(8), controller_(f.loop, f.line->DeviceEnd()) {
+  f.ConnectLink();
   controller_.SetResponder([this](const ReceivedFrame& r) -> std::vector<ScriptedReply> {
     if (r.IsAck() || r.IsNak()) return {};
-    char text[64];
     switch (r.command()) {
       case 'C': {
-        const double mph = speedMph(Seconds());
-        answeredSpeeds_.emplace_back(Seconds(), mph);
-        std::snprintf(text, sizeof text, " 211=%.1f Hp\r 231=%.1f lbf\r 209=%.1f mph\r", powerHp,
-                      torqueLbf, mph);
+        char text[64];
+        std::snprintf(text, sizeof text, " 211=0.0 Hp\r 231=0.0 lbf\r 209=%.1f mph\r",
+                      speedMph(Now()));
         return {{DataFrame(text), 0}};
       }
       case 'D':
@@ -91,67 +149,21 @@ ScriptedDyne::ScriptedDyne(LinkFixture& f) : f_(f), controller_(f.loop, f.line->
         return {{DataFrame(" " + std::to_string(number) + "=" + value + "\r"), 0}};
       }
       default:
-        if (refused.find(static_cast<char>(r.command())) != std::string::npos) return {{{0x15}, 0}};
         return {{{0x06}, 0}};
     }
   });
 }
 
-double ScriptedDyne::Seconds() const {
-  return static_cast<double>(f_.loop.NowUs()) / 1e6;
-}
-
-std::vector<std::string> ScriptedDyne::Requests() const {
-  std::vector<std::string> names;
-  for (const ReceivedFrame& r : controller_.Requests()) names.push_back(RequestName(r.bytes));
-  return names;
-}
-
-double ScriptedDyne::FirstTime(const std::string& name) const {
+std::vector<std::pair<double, std::string>> ScriptedRig::Requests() const {
+  std::vector<std::pair<double, std::string>> out;
   for (const ReceivedFrame& r : controller_.Requests()) {
-    if (RequestName(r.bytes) == name) return static_cast<double>(r.atUs) / 1e6;
+    const std::string text = r.Text();
+    std::string name(1, static_cast<char>(r.command()));
+    if (name == "E" || name == "F") name += std::to_string(std::stoi(text.substr(3, 3)));
+    if (name[0] == 'F') name += text.substr(6, text.find('\r', 6) - 6);
+    out.emplace_back(static_cast<double>(r.atUs) / 1e6, name);
   }
-  return -1.0;
-}
-
-double ScriptedDyne::LastTime(const std::string& name) const {
-  double at = -1.0;
-  for (const ReceivedFrame& r : controller_.Requests()) {
-    if (RequestName(r.bytes) == name) at = static_cast<double>(r.atUs) / 1e6;
-  }
-  return at;
-}
-
-double ScriptedDyne::FirstSpeedAtOrAbove(double mph) const {
-  for (const auto& [at, v] : answeredSpeeds_) {
-    if (v >= mph) return at;
-  }
-  return -1.0;
-}
-
-std::vector<std::string> LogLinesWithoutStamps(const LinkFixture& f) {
-  std::vector<std::string> lines;
-  const std::string text = f.LogText();
-  size_t pos = 0;
-  while (pos < text.size()) {
-    size_t end = text.find("\r\n", pos);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(pos, end - pos);
-    bool stamped = line.size() >= 10 && line[6] == '.' && line[9] == '-';
-    for (size_t i : {0, 1, 2, 3, 4, 5, 7, 8}) stamped = stamped && line[i] >= '0' && line[i] <= '9';
-    lines.push_back(stamped ? line.substr(10) : line);
-    pos = end + 2;
-  }
-  return lines;
-}
-
-bool RunUntil(LinkFixture& f, const std::function<bool()>& pred, double limitS, uint32_t sliceMs) {
-  const int64_t endUs = f.loop.NowUs() + static_cast<int64_t>(limitS * 1e6);
-  while (!pred()) {
-    if (f.loop.NowUs() >= endUs) return false;
-    f.loop.PumpFor(sliceMs);
-  }
-  return true;
+  return out;
 }
 
 }  // namespace tavkelo::test

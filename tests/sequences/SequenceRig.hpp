@@ -1,77 +1,98 @@
 #pragma once
-// Shared pieces of the sequence tests: naming the requests on the wire, starting and stopping a
-// test the way the interface does, starting the poller, and a scripted dyne (a stand-in
-// controller whose speed follows a profile the test gives) for the stage-level tests.
+// Shared pieces of the sequence tests: a link with the test sequencer installed that starts and
+// stops a test the way the interface does, with either the controller simulator (SimRig) or a
+// scripted dyne whose speed follows a profile the test gives (ScriptedRig) on the device end.
 
+#include <array>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "link/KeloContext.hpp"
+#include "sequences/TestSequencer.hpp"
+#include "sim/KeloController.hpp"
 #include "support/LinkFixture.hpp"
 #include "support/ScriptedController.hpp"
 
 namespace tavkelo::test {
 
-// A request as the tests write it: "C", "D", "E227", "F207=30.0 mph", "J", "b".
-std::string RequestName(const std::vector<uint8_t>& bytes);
-// The poller's own requests: "C", "D" and the variables it reads in its cycle.
-bool IsPollRequest(const std::string& name);
-// The requests a sequence sent, in order (the poller's own left out).
-std::vector<std::string> SequenceCommands(const std::vector<std::string>& all);
+// Each of `actual` begins with the entry at the same place in `expected` ("F201=" stands for any
+// value of variable 201), and there are as many.
+void ExpectCommands(const std::vector<std::string>& actual,
+                    const std::vector<std::string>& expected);
 
-// What StartTest does once its checks have passed.
-void StartTestLikeTheInterface(KeloContext& ctx, int16_t index);
-// What StopTest does: the stop request, and for the target tests (4 to 6) the three commands that
-// switch the regulation off, sent with the poller suspended.
-void StopTestLikeTheInterface(KeloContext& ctx);
-// Takes the interface lock once (so that the resume's release balances) and resumes the poller
-// with the readings active.
-void StartPoller(KeloContext& ctx);
+// HP that removes the kinetic energy of `weightLb` between two speeds in `seconds`.
+double CoastPowerHp(double topMph, double bottomMph, double seconds, double weightLb);
 
-// A controller stand-in on the device end of the fixture's line. It answers "C" with the power,
-// torque and the speed of `speedMph` (a function of loop time), "D" with `statusBits`, "E" with
-// the values of `variables` (0 when not set) and everything else with ACK.
-class ScriptedDyne {
+// Weighted least squares y = c0 + c1 x + c2 x² through the normal equations, solved by Cramer's
+// rule in long double.
+std::array<long double, 3> LeastSquaresQuadratic(const std::vector<double>& x,
+                                                 const std::vector<double>& y,
+                                                 const std::vector<double>& w);
+
+class Rig {
  public:
-  explicit ScriptedDyne(LinkFixture& f);
+  explicit Rig(int16_t logControl = 8) : f(logControl), sequencer(*f.ctx) {}
+  virtual ~Rig() = default;
 
-  std::function<double(double seconds)> speedMph = [](double) { return 0.0; };
-  double powerHp = 0.0;
-  double torqueLbf = 0.0;
-  std::string statusBits = "0100000000000000";
-  std::vector<std::pair<int, std::string>> variables;  // number, value text with unit
-  // Commands answered with NAK instead of ACK.
-  std::string refused;
-
-  std::vector<std::string> Requests() const;
-  // Loop time (s) when the first / last request of that name arrived; -1 when none did.
-  double FirstTime(const std::string& name) const;
-  double LastTime(const std::string& name) const;
-  // The first speed answered at or above `mph` and when (s); -1 when none was.
-  double FirstSpeedAtOrAbove(double mph) const;
-  std::vector<std::string> Commands() const { return SequenceCommands(Requests()); }
-  void Clear() {
-    controller_.Clear();
-    answeredSpeeds_.clear();
+  // What StartTest does once its checks have passed.
+  void Start(int16_t index);
+  // What StopTest does: the stop request, and for the target tests (4 to 6) the three commands
+  // that switch the regulation off, sent with the poller suspended.
+  void Stop();
+  // Takes the interface lock once (so that the resume's release balances) and resumes the poller
+  // with the readings active.
+  void StartPoller();
+  // Pumps the loop in slices until pred holds; false when `limitS` seconds passed first.
+  bool RunUntil(const std::function<bool()>& pred, double limitS, uint32_t sliceMs = 50);
+  // Runs until the test has finished (CurTest back to 0).
+  bool RunToEnd(double limitS) {
+    return RunUntil([this] { return T().CurTest == test::None; }, limitS, 100);
   }
-  double Seconds() const;
+  SharedTestState& T() { return f.ctx->test; }
+  double Now() const { return static_cast<double>(f.loop.NowUs()) / 1e6; }
+
+  // Every request the device received: loop time (s) and name ("C", "E227", "F207=30.0 mph");
+  // none without a device (a rig whose tests step the sequencer themselves).
+  virtual std::vector<std::pair<double, std::string>> Requests() const { return {}; }
+  // The sequence's requests (the poller's own left out) since `fromS`, by default since Start.
+  std::vector<std::string> Commands(double fromS = -1.0) const;
+  // Loop time (s) of the first request of that name; -1 when none.
+  double FirstTime(const std::string& name) const;
+
+  LinkFixture f;
+  TestSequencer sequencer;
 
  private:
-  LinkFixture& f_;
-  ScriptedController controller_;
-  std::vector<std::pair<double, double>> answeredSpeeds_;  // seconds, mph
+  double startS_ = 0.0;
 };
 
-// The log written since the fixture was built, line by line, with the 10-character time stamp
-// taken off the stamped lines only: blank-stamped lines and the continuation lines of a
-// multi-line entry stay exactly as written.
-std::vector<std::string> LogLinesWithoutStamps(const LinkFixture& f);
+// The controller simulator, connected as the interface's Connect leaves it (roll diameter, base
+// inertia and roll factor read from the controller, the poller running) once Connect is called.
+class SimRig : public Rig {
+ public:
+  explicit SimRig(KeloSimOptions options = {}) : Rig(8), sim(f.loop, std::move(options)) {}
+  void Connect();
+  std::vector<std::pair<double, std::string>> Requests() const override;
 
-// Pumps the loop in slices of `sliceMs` until pred holds or `limitS` seconds have passed.
-bool RunUntil(LinkFixture& f, const std::function<bool()>& pred, double limitS,
-              uint32_t sliceMs = 100);
+  KeloController sim;
+};
+
+// A controller stand-in, connected: "C" answers the speed of `speedMph` (a function of loop
+// time), "D" `statusBits`, "E" the value of `variables` (0 when not set), anything else ACK.
+class ScriptedRig : public Rig {
+ public:
+  ScriptedRig();
+  std::vector<std::pair<double, std::string>> Requests() const override;
+
+  std::function<double(double seconds)> speedMph = [](double) { return 0.0; };
+  std::string statusBits = "0100000000000000";
+  std::vector<std::pair<int, std::string>> variables;  // number, value text with unit
+
+ private:
+  ScriptedController controller_;
+};
 
 }  // namespace tavkelo::test

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "SimRig.hpp"
+#include "SequenceRig.hpp"
 
 namespace tavkelo {
 namespace {
@@ -33,7 +33,7 @@ TEST(SimWarmup, TheMotorRunsJustOverTheSetTimeAfterTheFirstTurningSample) {
   FirstTurningSample first(*rig.f.ctx);
   rig.Start(test::Warmup);
   ASSERT_TRUE(rig.RunToEnd(120.0));
-  EXPECT_EQ(rig.f.ctx->test.LastTestCompletionStatus, ltcs::Completed);
+  EXPECT_EQ(rig.T().LastTestCompletionStatus, ltcs::Completed);
   ASSERT_GE(first.Tick(), 0);
   const double turningS =
       (first.Tick() - static_cast<int64_t>(VirtualTimeLoop::Options{}.startTick)) / 1000.0;
@@ -43,6 +43,26 @@ TEST(SimWarmup, TheMotorRunsJustOverTheSetTimeAfterTheFirstTurningSample) {
   EXPECT_LT(motorOffS - turningS, 11.2);
   EXPECT_LT(rig.sim.SpeedMph(), 0.5) << "braked to rest";
   EXPECT_FALSE(rig.sim.StatusWord() & (1u << status::MotorOn));
+  EXPECT_TRUE(rig.f.LogContains("**** Warm-Up Parameters ****\r\n"));
+  EXPECT_TRUE(rig.f.LogContains("           Warm-Up Time: 10 Seconds\r\n"));
+  EXPECT_TRUE(rig.f.LogContains("**** Warm-Up Completed ****\r\n"));
+}
+
+TEST(SimWarmup, AStopWhileTheMotorRunsGoesStraightToPutDyneToSleep) {
+  test::SimRig rig;
+  rig.f.ctx->params.WarmupTimeSeconds = 10;
+  rig.Connect();
+  rig.Start(test::Warmup);
+  ASSERT_TRUE(rig.RunUntil([&] { return rig.T().TestStage == 3; }, 30.0));
+  rig.f.loop.PumpFor(2000);
+  const double stoppedAt = rig.Now();
+  rig.Stop();
+  ASSERT_TRUE(rig.RunToEnd(30.0));
+  EXPECT_EQ(rig.T().LastTestCompletionStatus, ltcs::Aborted);
+  EXPECT_LT(rig.FirstTime("K") - stoppedAt, 0.5) << "well before the warm-up time is up";
+  test::ExpectCommands(rig.Commands(),
+                       {"J", "0", "K", "F201=", "2", "0", "F201=", "B", "I", "S", "b"});
+  EXPECT_LT(rig.sim.SpeedMph(), 0.5);
 }
 
 TEST(SimWarmup, AMotorThatCannotTurnTheRollsShowsAbortedAfterFourMinutesAndKeepsWaiting) {
@@ -54,18 +74,17 @@ TEST(SimWarmup, AMotorThatCannotTurnTheRollsShowsAbortedAfterFourMinutesAndKeeps
   rig.Start(test::Warmup);
   ASSERT_TRUE(rig.RunUntil([&] { return rig.FirstTime("J") > 0.0; }, 5.0));
   const double motorOnS = rig.FirstTime("J");
-  ASSERT_TRUE(
-      rig.RunUntil([&] { return rig.f.loop.NowUs() / 1e6 > motorOnS + 239.0; }, 300.0, 500));
-  EXPECT_EQ(rig.f.ctx->test.LastTestCompletionStatus, ltcs::InProgress);
-  ASSERT_TRUE(rig.RunUntil([&] { return rig.f.loop.NowUs() / 1e6 > motorOnS + 242.0; }, 10.0, 500));
-  EXPECT_EQ(rig.f.ctx->test.LastTestCompletionStatus, ltcs::Aborted);
-  EXPECT_EQ(rig.f.ctx->test.CurTest, test::Warmup);
-  EXPECT_EQ(rig.f.ctx->test.TestStage, 2);
+  ASSERT_TRUE(rig.RunUntil([&] { return rig.Now() > motorOnS + 239.0; }, 300.0, 500));
+  EXPECT_EQ(rig.T().LastTestCompletionStatus, ltcs::InProgress);
+  ASSERT_TRUE(rig.RunUntil([&] { return rig.Now() > motorOnS + 242.0; }, 10.0, 500));
+  EXPECT_EQ(rig.T().LastTestCompletionStatus, ltcs::Aborted);
+  EXPECT_EQ(rig.T().CurTest, test::Warmup);
+  EXPECT_EQ(rig.T().TestStage, 2);
   rig.f.loop.PumpFor(30000);
-  EXPECT_EQ(rig.f.ctx->test.CurTest, test::Warmup) << "still waiting";
+  EXPECT_EQ(rig.T().CurTest, test::Warmup) << "still waiting";
   rig.Stop();
   ASSERT_TRUE(rig.RunToEnd(60.0));
-  EXPECT_EQ(rig.f.ctx->test.LastTestCompletionStatus, ltcs::Aborted);
+  EXPECT_EQ(rig.T().LastTestCompletionStatus, ltcs::Aborted);
   EXPECT_GT(rig.FirstTime("K"), motorOnS + 242.0);
 }
 

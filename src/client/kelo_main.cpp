@@ -179,7 +179,13 @@ int main(int argc, char** argv) {
   auto* readings = app.add_subcommand("readings", "One snapshot of the readings store as JSON");
   auto* release = app.add_subcommand("release", "Release your object on the server");
   app.footer("Exit status: 0 done, 1 refused or unreachable, 2 usage.");
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    // --help and --version print and succeed; anything else is a usage error (status 2).
+    int printed = app.exit(e);
+    return printed == 0 ? 0 : 2;
+  }
 
   try {
     AutomationClient client(server);

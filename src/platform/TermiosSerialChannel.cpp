@@ -55,7 +55,9 @@ bool TermiosSerialChannel::ApplySettings(int fd) {
                     : 'N';
   if (parity == 'E') tio.c_cflag |= PARENB;
   if (parity == 'O') tio.c_cflag |= PARENB | PARODD;
-  tio.c_cc[VMIN] = 0;
+  // VMIN = 1 on a descriptor opened O_NONBLOCK never blocks: no data reads as EAGAIN. With
+  // VMIN = 0 Linux answers read() == 0 for "no data", which reads like a hang-up.
+  tio.c_cc[VMIN] = 1;
   tio.c_cc[VTIME] = 0;
   speed_t speed = SpeedFor(SettingsBaudRate(s));
   if (speed == 0) {

@@ -87,16 +87,11 @@ nlohmann::json ValueToJson(const AutoValue& value) {
       value);
 }
 
-std::vector<AutoValue> ArgumentsFromJson(const MemberInfo& m, const nlohmann::json& args) {
+std::vector<AutoValue> ArgumentsFromJson(const MemberInfo& m, const nlohmann::json& given) {
+  // No "args" at all is the same as an empty list.
+  const nlohmann::json args = given.is_null() ? nlohmann::json::array() : given;
   std::vector<AutoValue> out;
   const auto& params = m.params;
-  if (args.is_null()) {
-    for (const ParamInfo& p : params) {
-      if (!p.byRef) throw ApiError(400, m.name + " takes " + std::to_string(params.size()) + " arguments, got 0");
-      out.push_back(ZeroOf(p));
-    }
-    return out;
-  }
   if (args.is_array()) {
     size_t required = 0;
     for (size_t i = 0; i < params.size(); ++i) {

@@ -64,6 +64,9 @@ void AutomationServer::ReleaseLater(std::vector<std::unique_ptr<clsKeloInterface
 bool AutomationServer::Start(std::string& error) {
   http_.new_task_queue = [threads = config_.threads] { return new httplib::ThreadPool(static_cast<size_t>(threads)); };
   http_.set_tcp_nodelay(true);
+  // Keep-alive connections stay open for many requests, and an idle one does not hold up a stop.
+  http_.set_keep_alive_max_count(100000);
+  http_.set_keep_alive_timeout(1);
   http_.set_payload_max_length(config_.maxBodyBytes);
   http_.set_read_timeout(10, 0);
   http_.set_write_timeout(5, 0);

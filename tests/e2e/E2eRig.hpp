@@ -1,0 +1,77 @@
+#pragma once
+// What the end-to-end tests share: a scratch folder with its own data, runtime and configuration
+// folders, a server instance name of their own (so tests run in parallel and never meet a server
+// that runs on this machine), and the three programs of this build started as real processes.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ChildProcess.hpp"
+#include "support/TempDir.hpp"
+
+namespace tavkelo::e2e {
+
+// Paths of the programs under test, given by the build.
+const char* const kServerExe = TAVKELO_E2E_SERVER_EXE;
+const char* const kSimExe = TAVKELO_E2E_SIM_EXE;
+const char* const kCliExe = TAVKELO_E2E_CLI_EXE;
+
+// Real-time bounds: start-up and shut-down are quick; these only stop a broken run from hanging.
+constexpr Millis kStartTimeout{15000};
+constexpr Millis kExitTimeout{15000};
+
+class E2eRig {
+ public:
+  E2eRig();
+  ~E2eRig();
+  E2eRig(const E2eRig&) = delete;
+  E2eRig& operator=(const E2eRig&) = delete;
+
+  // A fresh name for each server instance of this test.
+  const std::string& Instance() const { return instance_; }
+  std::string Folder() const { return dir_.Path(); }
+  std::string DataDir() const { return dir_.Path() + "/data"; }
+  std::string RuntimeDir() const { return dir_.Path() + "/run"; }
+  std::string HomeDir() const { return dir_.Path() + "/home"; }
+  std::string ConfigDir() const { return dir_.Path() + "/config"; }
+  std::string IniPath() const { return dir_.Path() + "/TavKeloASM.INI"; }
+  // DATA (the log folder), XDG_RUNTIME_DIR (the one-instance lock, the CLI's saved object), HOME
+  // and XDG_CONFIG_HOME (where registration writes) all inside the scratch folder.
+  Environment Env() const;
+
+  void WriteIni(int rawSetting) const;
+  // The diagnostic log files in DATA (one per day), and their text joined.
+  std::vector<std::string> LogFiles() const;
+  std::string LogText() const;
+  int LogCount(const std::string& text) const;
+
+  // kelo-sim on a new pseudo-terminal (returns its path) or on a TCP port of loopback (returns the
+  // port). The simulator is kept until the rig ends.
+  std::string StartSimOnPty();
+  int StartSimOnTcp();
+
+  // TavKeloASM with --instance, --listen 127.0.0.1:0 and --ini added; returns its base URL
+  // ("http://127.0.0.1:PORT") once it prints where it serves.
+  struct Server {
+    std::unique_ptr<ChildProcess> process;
+    std::string url;
+    int port = 0;
+  };
+  Server StartServer(const std::vector<std::string>& args);
+  // SIGTERM and the exit status.
+  static std::optional<int> Stop(Server& server);
+
+  // The kelo client against a server, with this rig's environment.
+  RunResult Kelo(const std::string& url, const std::vector<std::string>& args) const;
+
+ private:
+  test::TempDir dir_;
+  std::string instance_;
+  std::vector<std::unique_ptr<ChildProcess>> sims_;
+};
+
+// The start-up of a server died or hung: what it said.
+std::string Describe(const ChildProcess& process);
+
+}  // namespace tavkelo::e2e

@@ -21,11 +21,6 @@
 namespace tavkelo::test {
 namespace {
 
-bool Readable(int fd) {
-  pollfd p{fd, POLLIN, 0};
-  return ::poll(&p, 1, 0) > 0;
-}
-
 // Writes a request on fd and collects the reply until `expectedBytes` came (or loop time runs out).
 std::string Exchange(VirtualTimeLoop& loop, int fd, const std::string& request, size_t expectedBytes) {
   EXPECT_EQ(::write(fd, request.data(), request.size()), static_cast<ssize_t>(request.size()));
@@ -33,7 +28,7 @@ std::string Exchange(VirtualTimeLoop& loop, int fd, const std::string& request, 
   loop.PumpUntil(
       [&] {
         char buf[256];
-        while (Readable(fd)) {
+        for (pollfd p{fd, POLLIN, 0}; ::poll(&p, 1, 0) > 0;) {
           ssize_t n = ::read(fd, buf, sizeof buf);
           if (n <= 0) return true;
           reply.append(buf, static_cast<size_t>(n));
@@ -69,14 +64,8 @@ TEST(SimEndpoints, APseudoTerminalServesTheProtocolToWhoeverOpensIt) {
 
 int Connect(uint16_t port) {
   int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in addr{};
-  addr.sin_family = AF_INET;
-  addr.sin_port = htons(port);
-  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
-    ::close(fd);
-    return -1;
-  }
+  sockaddr_in addr{.sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+  EXPECT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
   return fd;
 }
 
@@ -85,16 +74,13 @@ TEST(SimEndpoints, ATcpPortServesOneClientAtATime) {
   KeloController controller(loop);
   SimTcpListener listener(loop, controller);
   ASSERT_TRUE(listener.Listen("127.0.0.1", 0)) << listener.Error();
-  ASSERT_GT(listener.Port(), 0);
 
   int first = Connect(listener.Port());
-  ASSERT_GE(first, 0);
   ASSERT_TRUE(loop.PumpUntil([&] { return listener.HasClient(); }, 60'000));
   EXPECT_EQ(Exchange(loop, first, GetVariable("  1"), 13), DataFrame(" 1=2173\r"));
 
   // A second connection meanwhile is closed at once.
   int second = Connect(listener.Port());
-  ASSERT_GE(second, 0);
   EXPECT_EQ(Exchange(loop, second, Enquiry('D'), 1), "");
 
   // When the first goes, the next one is served.
@@ -102,7 +88,6 @@ TEST(SimEndpoints, ATcpPortServesOneClientAtATime) {
   ASSERT_TRUE(loop.PumpUntil([&] { return !listener.HasClient(); }, 60'000));
   EXPECT_FALSE(controller.Attached());
   int third = Connect(listener.Port());
-  ASSERT_GE(third, 0);
   ASSERT_TRUE(loop.PumpUntil([&] { return listener.HasClient(); }, 60'000));
   EXPECT_EQ(Exchange(loop, third, Action('5'), 1), kAck);
   ::close(second);

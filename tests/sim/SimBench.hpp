@@ -1,9 +1,10 @@
 #pragma once
 // A simulated controller on an in-process line in virtual time, driven from the host's end with
-// raw bytes, and a few frame builders written out by hand from the protocol.
+// raw bytes, and the frames written out by hand from the protocol.
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -13,41 +14,36 @@
 
 namespace tavkelo::test {
 
-inline std::string Hex2(unsigned value) {
-  char buf[4];
-  std::snprintf(buf, sizeof buf, "%02X", value & 0xFFu);
-  return buf;
-}
-
-inline unsigned Xor(std::string_view bytes) {
+// `body` followed by the XOR of its bytes in hex and "$".
+inline std::string Checked(const std::string& body) {
   unsigned sum = 0;
-  for (char c : bytes) sum ^= static_cast<unsigned char>(c);
-  return sum;
+  for (char c : body) sum ^= static_cast<unsigned char>(c);
+  char hex[4];
+  std::snprintf(hex, sizeof hex, "%02X", sum & 0xFFu);
+  return body + hex + "$";
 }
 
-// Request frames.
 inline std::string Action(char command) { return std::string("\xB4\x11") + command; }
 inline std::string Enquiry(char command) { return Action(command) + '\x05'; }
 inline std::string GetVariable(std::string_view number3) { return Action('E') + std::string(number3) + '\x05'; }
-// "Write Variable" with its checksum: XOR from the 0x11 through the ETB.
+// The checksum runs from the 0x11 through the ETB.
 inline std::string WriteVariable(std::string_view number3, std::string_view valueText) {
-  std::string body = std::string("\x11") + "F" + std::string(number3) + "=" + std::string(valueText) + "\r\x17";
-  return "\xB4" + body + Hex2(Xor(body)) + "$";
+  return "\xB4" + Checked("\x11" "F" + std::string(number3) + "=" + std::string(valueText) + "\r\x17");
 }
-
-// A data frame as the host expects it: STX, payload, ETB, XOR of STX..ETB in hex, "$".
-inline std::string DataFrame(std::string_view payload) {
-  std::string body = "\x02" + std::string(payload) + "\x17";
-  return body + Hex2(Xor(body)) + "$";
-}
+inline std::string DataFrame(std::string_view payload) { return Checked("\x02" + std::string(payload) + "\x17"); }
 
 inline const std::string kAck = "\x06";
 inline const std::string kNak = "\x15";
 
+// The value of the one group of a "Get Variable" data frame (" 227=12.345 s\r" gives 12.345).
+inline double GroupValue(const std::string& frame) {
+  const auto eq = frame.find('=');
+  return frame.starts_with('\x02') && eq != std::string::npos ? std::strtod(frame.c_str() + eq + 1, nullptr) : -1e9;
+}
+
 class SimBench {
  public:
-  explicit SimBench(KeloSimOptions options = {}, int baud = 9600)
-      : line(loop, baud), controller(loop, std::move(options)) {
+  explicit SimBench(KeloSimOptions options = {}) : line(loop), controller(loop, std::move(options)) {
     line.HostEnd().Open();
     controller.Attach(line.DeviceEnd());
   }
@@ -68,17 +64,15 @@ class SimBench {
   // Answers a data frame with ACK so the controller does not keep it.
   std::string Ask(std::string_view request) {
     std::string reply = Exchange(request);
-    if (!reply.empty() && reply[0] == '\x02') Send(kAck);
+    if (reply.starts_with('\x02')) Send(kAck);
     return reply;
   }
+  double Read(std::string_view number3) { return GroupValue(Ask(GetVariable(number3))); }
   void Run(uint32_t ms) { loop.PumpFor(ms); }
 
   VirtualTimeLoop loop;
   InProcessLine line;
   KeloController controller;
 };
-
-// The value of the one group of a "Get Variable" data frame (" 227=12.345 s\r" gives 12.345).
-double GroupValue(const std::string& frame);
 
 }  // namespace tavkelo::test

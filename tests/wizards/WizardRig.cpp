@@ -62,11 +62,7 @@ bool StageRig::StepUntil(const std::function<bool()>& pred, int maxSteps, uint32
 }
 
 void StageRig::OpenAt(int16_t stage) {
-  if (t.CurCalibration == 1) {
-    seq.Forms().LoadCellForm().Show();
-  } else {
-    seq.Forms().WeightScaleForm().Show();
-  }
+  (t.CurCalibration == 1 ? static_cast<WizardForm&>(seq.Forms().LoadCellForm()) : seq.Forms().WeightScaleForm()).Show();
   t.WizardFormShown = true;
   t.TestStage = stage;
 }
@@ -74,8 +70,7 @@ void StageRig::OpenAt(int16_t stage) {
 void ScriptedOperator::Act() {
   WizardForm* form = forms_.OpenForm();
   if (form == nullptr || !form->Visible()) return;
-  const std::string l1 = form->lblInstLine1.Caption(), l2 = form->lblInstLine2.Caption();
-  const std::string l4 = form->lblInstLine4.Caption();
+  const std::string l1 = form->lblInstLine1.Caption(), l2 = form->lblInstLine2.Caption(), l4 = form->lblInstLine4.Caption();
   if (l1 != lastPrompt_) {
     lastPrompt_ = l1;
     if (onNewPrompt) onNewPrompt(*form);
@@ -106,7 +101,8 @@ void ScriptedOperator::Act() {
   if (form->cmdContinue.Visible()) forms_.Press(WizardButton::Continue);
 }
 
-SimWizardRig::SimWizardRig(KeloSimOptions options) : f(std::move(options), 8), wizards(*f.ctx), k(f.NewInterface()) {
+SimWizardRig::SimWizardRig(KeloSimOptions options)
+    : f(std::move(options), 8), wizards(f.calibrations), k(f.NewInterface()) {
   f.host->notices.SetEchoToStderr(false);
 }
 
@@ -114,9 +110,7 @@ SimWizardRig::~SimWizardRig() {
   SharedTestState& t = f.ctx->test;
   if (t.CurCalibration == 0) return;
   ADD_FAILURE() << "the calibration still ran at stage " << t.TestStage;
-  f.loop.PumpUntil([&t] { return t.WizardFormShown; }, 5000);
-  t.TestAbortRequest = true;
-  if (!f.loop.PumpUntil([&t] { return t.CurCalibration == 0; }, 60'000)) t.CurCalibration = 0;
+  t.CurCalibration = 0;
 }
 
 void SimWizardRig::Start(QRTXAnalogInputIndeces input) {

@@ -134,8 +134,7 @@ class ForwardingPort final : public SerialChannel {
 }  // namespace
 
 InProcessLine::InProcessLine(EventLoop& loop, int baudRate)
-    : loop_(loop),
-      baudRate_(baudRate > 0 ? baudRate : 9600),
+    : baudRate_(baudRate > 0 ? baudRate : 9600),
       host_(std::make_unique<End>(loop, "sim", *this)),
       device_(std::make_unique<End>(loop, "sim-device", *this)) {
   host_->SetPeer(device_.get());

@@ -37,7 +37,6 @@ class InProcessLine {
   class End;
 
  private:
-  EventLoop& loop_;
   int baudRate_;
   std::unique_ptr<End> host_;
   std::unique_ptr<End> device_;

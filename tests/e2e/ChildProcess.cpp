@@ -1,7 +1,6 @@
 #include "ChildProcess.hpp"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -11,24 +10,13 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "support/TempDir.hpp"
+
 extern char** environ;
 
 namespace tavkelo::e2e {
 
 namespace {
-
-std::vector<std::string> MergedEnvironment(const Environment& changes) {
-  std::map<std::string, std::string> all;
-  for (char** e = environ; *e != nullptr; ++e) {
-    std::string entry = *e;
-    size_t eq = entry.find('=');
-    if (eq != std::string::npos) all[entry.substr(0, eq)] = entry.substr(eq + 1);
-  }
-  for (const auto& [name, value] : changes) all[name] = value;
-  std::vector<std::string> out;
-  for (const auto& [name, value] : all) out.push_back(name + "=" + value);
-  return out;
-}
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
   std::vector<char*> p;
@@ -39,20 +27,23 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
-ChildProcess::ChildProcess(std::vector<std::string> argv, const Environment& env, const std::string& workDir) {
-  int outPipe[2], errPipe[2];
-  if (::pipe2(outPipe, O_CLOEXEC) != 0) throw std::runtime_error("pipe2 failed");
-  if (::pipe2(errPipe, O_CLOEXEC) != 0) {
-    ::close(outPipe[0]);
-    ::close(outPipe[1]);
-    throw std::runtime_error("pipe2 failed");
+ChildProcess::ChildProcess(std::vector<std::string> argv, const Environment& env) {
+  std::vector<std::string> envTexts;
+  for (char** e = environ; *e != nullptr; ++e) {
+    std::string entry = *e;
+    if (env.count(entry.substr(0, entry.find('='))) == 0) envTexts.push_back(entry);
   }
+  for (const auto& [name, value] : env) envTexts.push_back(name + "=" + value);
+  char errPath[] = "/tmp/tavkelo-e2e-stderr-XXXXXX";
+  int errFd = ::mkostemp(errPath, O_CLOEXEC);
+  int outPipe[2];
+  if (errFd < 0 || ::pipe2(outPipe, O_CLOEXEC) != 0) throw std::runtime_error("mkostemp or pipe2 failed");
+  errPath_ = errPath;
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, outPipe[1], 1);
-  posix_spawn_file_actions_adddup2(&actions, errPipe[1], 2);
-  if (!workDir.empty()) posix_spawn_file_actions_addchdir_np(&actions, workDir.c_str());
+  posix_spawn_file_actions_adddup2(&actions, errFd, 2);
   // The child starts with no blocked signals and the default handling of those we send it.
   posix_spawnattr_t attr;
   posix_spawnattr_init(&attr);
@@ -63,59 +54,40 @@ ChildProcess::ChildProcess(std::vector<std::string> argv, const Environment& env
   posix_spawnattr_setsigmask(&attr, &none);
   posix_spawnattr_setsigdefault(&attr, &defaults);
   posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-
-  std::vector<std::string> envTexts = MergedEnvironment(env);
   std::vector<char*> argvp = Pointers(argv);
   std::vector<char*> envp = Pointers(envTexts);
   int rc = ::posix_spawn(&pid_, argv.at(0).c_str(), &actions, &attr, argvp.data(), envp.data());
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attr);
   ::close(outPipe[1]);
-  ::close(errPipe[1]);
+  ::close(errFd);
   if (rc != 0) {
     ::close(outPipe[0]);
-    ::close(errPipe[0]);
-    pid_ = -1;
+    ::unlink(errPath);
     throw std::runtime_error("cannot start " + argv[0] + ": " + std::strerror(rc));
   }
-  reader_ = std::thread([this, out = outPipe[0], err = errPipe[0]] { ReadOutput(out, err); });
+  reader_ = std::thread([this, fd = outPipe[0]] { ReadOutput(fd); });
 }
 
 ChildProcess::~ChildProcess() {
-  if (!status_ && pid_ > 0) {
+  if (!status_) {
     ::kill(pid_, SIGKILL);
     Reap(0);
   }
-  if (reader_.joinable()) reader_.join();
+  reader_.join();
+  ::unlink(errPath_.c_str());
 }
 
-void ChildProcess::ReadOutput(int outFd, int errFd) {
-  pollfd fds[2] = {{outFd, POLLIN, 0}, {errFd, POLLIN, 0}};
-  int open = 2;
-  while (open > 0) {
-    if (::poll(fds, 2, -1) < 0) {
-      if (errno == EINTR) continue;
-      break;
-    }
-    for (int i = 0; i < 2; ++i) {
-      if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-      char buf[4096];
-      ssize_t n = ::read(fds[i].fd, buf, sizeof buf);
-      if (n < 0 && errno == EINTR) continue;
-      std::lock_guard<std::mutex> lock(mutex_);
-      if (n > 0) {
-        (i == 0 ? out_ : err_).append(buf, static_cast<size_t>(n));
-      } else {
-        ::close(fds[i].fd);
-        fds[i].fd = -1;
-        --open;
-      }
-      changed_.notify_all();
-    }
+void ChildProcess::ReadOutput(int fd) {
+  char buf[4096];
+  for (ssize_t n; (n = ::read(fd, buf, sizeof buf)) != 0;) {
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) break;
+    std::lock_guard<std::mutex> lock(mutex_);
+    out_.append(buf, static_cast<size_t>(n));
+    changed_.notify_all();
   }
-  for (const pollfd& p : fds) {
-    if (p.fd >= 0) ::close(p.fd);
-  }
+  ::close(fd);
   std::lock_guard<std::mutex> lock(mutex_);
   outputEnded_ = true;
   changed_.notify_all();
@@ -126,19 +98,15 @@ std::string ChildProcess::Stdout() const {
   return out_;
 }
 
-std::string ChildProcess::Stderr() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return err_;
-}
+std::string ChildProcess::Stderr() const { return test::ReadFile(errPath_); }
 
 std::optional<std::string> ChildProcess::WaitForLine(const std::string& text, Millis timeout) {
   std::unique_lock<std::mutex> lock(mutex_);
   std::optional<std::string> found;
   changed_.wait_for(lock, timeout, [&] {
     for (size_t start = 0, end; (end = out_.find('\n', start)) != std::string::npos; start = end + 1) {
-      std::string line = out_.substr(start, end - start);
-      if (line.find(text) != std::string::npos) {
-        found = line;
+      if (out_.substr(start, end - start).find(text) != std::string::npos) {
+        found = out_.substr(start, end - start);
         return true;
       }
     }
@@ -148,7 +116,7 @@ std::optional<std::string> ChildProcess::WaitForLine(const std::string& text, Mi
 }
 
 void ChildProcess::Signal(int signal) {
-  if (!status_ && pid_ > 0) ::kill(pid_, signal);
+  if (!status_) ::kill(pid_, signal);
 }
 
 bool ChildProcess::Reap(int options) {
@@ -164,20 +132,15 @@ bool ChildProcess::Reap(int options) {
 
 std::optional<int> ChildProcess::Wait(Millis timeout) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (!status_) {
-    if (Reap(WNOHANG)) break;
+  while (!status_ && !Reap(WNOHANG)) {
     if (std::chrono::steady_clock::now() >= deadline) return std::nullopt;
     std::this_thread::sleep_for(Millis(5));
   }
-  if (reader_.joinable()) {
-    // The output ends with the child (unless a grandchild holds the pipes; then stop waiting).
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, Millis(2000), [&] { return outputEnded_; });
-  }
+  // The output ends with the child (unless a grandchild holds the pipes; then stop waiting).
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait_for(lock, Millis(2000), [&] { return outputEnded_; });
   return status_;
 }
-
-bool ChildProcess::Running() { return !status_ && !Reap(WNOHANG); }
 
 RunResult RunToEnd(std::vector<std::string> argv, const Environment& env, Millis timeout) {
   ChildProcess child(std::move(argv), env);

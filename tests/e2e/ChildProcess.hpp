@@ -1,6 +1,7 @@
 #pragma once
-// A program of this build run as a real child process: its standard output and error captured,
-// waits bounded in real time, and the child always ended and reaped, whatever the test does.
+// A program of this build run as a real child process: its standard output read as it comes, its
+// standard error kept in a file, waits bounded in real time, and the child always ended and
+// reaped, whatever the test does.
 
 #include <sys/types.h>
 
@@ -17,14 +18,13 @@ namespace tavkelo::e2e {
 
 using Millis = std::chrono::milliseconds;
 
-// Environment changes for a child: a value replaces or adds the variable; the environment of the
-// test process is inherited otherwise.
+// Variables set for a child on top of the test process's own environment.
 using Environment = std::map<std::string, std::string>;
 
 class ChildProcess {
  public:
   // Starts argv[0] with the arguments; stdin is /dev/null. Throws when the program cannot start.
-  ChildProcess(std::vector<std::string> argv, const Environment& env = {}, const std::string& workDir = "");
+  ChildProcess(std::vector<std::string> argv, const Environment& env);
   // Kills (SIGKILL) a child still running and reaps it.
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
@@ -38,22 +38,21 @@ class ChildProcess {
   std::optional<std::string> WaitForLine(const std::string& text, Millis timeout);
   // Sends a signal (no effect once the child has been reaped).
   void Signal(int signal);
-  // The exit status once the child ends: its exit code, or 128 + the signal that killed it.
+  // The exit status once the child ends: its exit code, or 128 + the signal that killed it;
   // nullopt when it is still running after `timeout`.
   std::optional<int> Wait(Millis timeout);
-  bool Running();
 
  private:
-  void ReadOutput(int outFd, int errFd);
+  void ReadOutput(int fd);
   bool Reap(int options);
 
   pid_t pid_ = -1;
+  std::string errPath_;
   std::optional<int> status_;
   std::thread reader_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::string out_;
-  std::string err_;
   bool outputEnded_ = false;
 };
 
@@ -64,6 +63,6 @@ struct RunResult {
 };
 
 // Runs a program to its end (killing it after `timeout`).
-RunResult RunToEnd(std::vector<std::string> argv, const Environment& env = {}, Millis timeout = Millis(20000));
+RunResult RunToEnd(std::vector<std::string> argv, const Environment& env, Millis timeout);
 
 }  // namespace tavkelo::e2e

@@ -17,10 +17,9 @@ namespace fs = std::filesystem;
 
 E2eRig::E2eRig() {
   static int counter = 0;
-  std::random_device random;
   instance_ = "e2e-" + std::to_string(::getpid()) + "-" + std::to_string(++counter) + "-" +
-              std::to_string(random() % 100000);
-  for (const std::string& d : {DataDir(), RuntimeDir(), HomeDir(), ConfigDir()}) fs::create_directories(d);
+              std::to_string(std::random_device()() % 100000);
+  for (const std::string& d : {DataDir(), RuntimeDir(), ConfigDir(), dir_.Path() + "/home"}) fs::create_directories(d);
 }
 
 E2eRig::~E2eRig() {
@@ -33,9 +32,17 @@ E2eRig::~E2eRig() {
 Environment E2eRig::Env() const {
   return {{"DATA", DataDir()},
           {"XDG_RUNTIME_DIR", RuntimeDir()},
-          {"HOME", HomeDir()},
+          {"HOME", dir_.Path() + "/home"},
           {"XDG_CONFIG_HOME", ConfigDir()},
           {"TAVKELO_SERVER", "http://127.0.0.1:1"}};
+}
+
+RunResult E2eRig::RunServer(const std::vector<std::string>& args, const Environment& extra) const {
+  std::vector<std::string> argv{kServerExe, "--instance", instance_, "--ini", IniPath()};
+  argv.insert(argv.end(), args.begin(), args.end());
+  Environment env = Env();
+  for (const auto& [name, value] : extra) env[name] = value;
+  return RunToEnd(argv, env, kTimeout);
 }
 
 void E2eRig::WriteIni(int rawSetting) const {
@@ -46,9 +53,7 @@ std::vector<std::string> E2eRig::LogFiles() const {
   std::vector<std::string> files;
   for (const auto& entry : fs::directory_iterator(DataDir())) {
     std::string name = entry.path().filename().string();
-    if (name.rfind("KELO_", 0) == 0 && name.size() > 4 && name.substr(name.size() - 4) == ".LOG") {
-      files.push_back(entry.path().string());
-    }
+    if (name.rfind("KELO_", 0) == 0 && entry.path().extension() == ".LOG") files.push_back(entry.path().string());
   }
   std::sort(files.begin(), files.end());
   return files;
@@ -67,25 +72,17 @@ int E2eRig::LogCount(const std::string& text) const {
   return count;
 }
 
-std::string E2eRig::StartSimOnPty() {
-  auto sim = std::make_unique<ChildProcess>(std::vector<std::string>{kSimExe, "--no-stdin"}, Env());
-  std::optional<std::string> line = sim->WaitForLine("kelo-sim: serving on ", kStartTimeout);
+std::string E2eRig::StartSim(bool tcp) {
+  std::vector<std::string> argv{TAVKELO_E2E_SIM_EXE, "--no-stdin"};
+  if (tcp) argv.insert(argv.end(), {"--tcp", "127.0.0.1:0"});
+  auto sim = std::make_unique<ChildProcess>(argv, Env());
+  std::optional<std::string> line = sim->WaitForLine("kelo-sim: serving on ", kTimeout);
   if (!line) throw std::runtime_error("kelo-sim did not start: " + Describe(*sim));
-  std::string path = line->substr(line->find("serving on ") + 11);
-  if (path.rfind("/dev/", 0) != 0) throw std::runtime_error("kelo-sim serves no device: " + *line);
+  std::string where = line->substr(line->find("serving on ") + 11);
   sims_.push_back(std::move(sim));
-  return path;
-}
-
-int E2eRig::StartSimOnTcp() {
-  auto sim =
-      std::make_unique<ChildProcess>(std::vector<std::string>{kSimExe, "--no-stdin", "--tcp", "127.0.0.1:0"}, Env());
-  std::optional<std::string> line = sim->WaitForLine("kelo-sim: serving on tcp 127.0.0.1:", kStartTimeout);
-  if (!line) throw std::runtime_error("kelo-sim did not start on TCP: " + Describe(*sim));
-  int port = std::stoi(line->substr(line->rfind(':') + 1));
-  if (port <= 0) throw std::runtime_error("kelo-sim printed no port: " + *line);
-  sims_.push_back(std::move(sim));
-  return port;
+  if (tcp && where.rfind("tcp 127.0.0.1:", 0) == 0) return "socket://" + where.substr(4);
+  if (!tcp && where.rfind("/dev/", 0) == 0) return where;
+  throw std::runtime_error("kelo-sim serves somewhere else: " + *line);
 }
 
 E2eRig::Server E2eRig::StartServer(const std::vector<std::string>& args) {
@@ -93,20 +90,20 @@ E2eRig::Server E2eRig::StartServer(const std::vector<std::string>& args) {
   argv.insert(argv.end(), args.begin(), args.end());
   Server server;
   server.process = std::make_unique<ChildProcess>(argv, Env());
-  std::optional<std::string> line = server.process->WaitForLine(" serving http://", kStartTimeout);
+  std::optional<std::string> line = server.process->WaitForLine(" serving http://", kTimeout);
   if (!line) throw std::runtime_error("TavKeloASM did not start: " + Describe(*server.process));
-  static const std::regex serving(R"(^TavKeloASM \d+\.\d\d\.\d\d serving (http://127\.0\.0\.1:(\d+))/ \(pid (\d+)\)$)");
+  static const std::regex serving(R"(^TavKeloASM \d+\.\d\d\.\d\d serving (http://127\.0\.0\.1:\d+)/ \(pid (\d+)\)$)");
   std::smatch m;
-  if (!std::regex_match(*line, m, serving)) throw std::runtime_error("unexpected start-up line: " + *line);
-  if (std::stoi(m[3]) != server.process->Pid()) throw std::runtime_error("the start-up line names another pid: " + *line);
+  if (!std::regex_match(*line, m, serving) || std::stoi(m[2]) != server.process->Pid()) {
+    throw std::runtime_error("unexpected start-up line: " + *line);
+  }
   server.url = m[1];
-  server.port = std::stoi(m[2]);
   return server;
 }
 
 std::optional<int> E2eRig::Stop(Server& server) {
   server.process->Signal(SIGTERM);
-  return server.process->Wait(kExitTimeout);
+  return server.process->Wait(kTimeout);
 }
 
 RunResult E2eRig::Kelo(const std::string& url, const std::vector<std::string>& args) const {

@@ -14,12 +14,10 @@ namespace tavkelo::e2e {
 
 // Paths of the programs under test, given by the build.
 const char* const kServerExe = TAVKELO_E2E_SERVER_EXE;
-const char* const kSimExe = TAVKELO_E2E_SIM_EXE;
 const char* const kCliExe = TAVKELO_E2E_CLI_EXE;
 
-// Real-time bounds: start-up and shut-down are quick; these only stop a broken run from hanging.
-constexpr Millis kStartTimeout{15000};
-constexpr Millis kExitTimeout{15000};
+// Real-time bound on start-up and shut-down: it only stops a broken run from hanging.
+constexpr Millis kTimeout{15000};
 
 class E2eRig {
  public:
@@ -28,17 +26,16 @@ class E2eRig {
   E2eRig(const E2eRig&) = delete;
   E2eRig& operator=(const E2eRig&) = delete;
 
-  // A fresh name for each server instance of this test.
   const std::string& Instance() const { return instance_; }
-  std::string Folder() const { return dir_.Path(); }
   std::string DataDir() const { return dir_.Path() + "/data"; }
   std::string RuntimeDir() const { return dir_.Path() + "/run"; }
-  std::string HomeDir() const { return dir_.Path() + "/home"; }
   std::string ConfigDir() const { return dir_.Path() + "/config"; }
   std::string IniPath() const { return dir_.Path() + "/TavKeloASM.INI"; }
   // DATA (the log folder), XDG_RUNTIME_DIR (the one-instance lock, the CLI's saved object), HOME
   // and XDG_CONFIG_HOME (where registration writes) all inside the scratch folder.
   Environment Env() const;
+  // TavKeloASM of this instance with --ini and the arguments, run to its end with Env() and `extra`.
+  RunResult RunServer(const std::vector<std::string>& args, const Environment& extra = {}) const;
 
   void WriteIni(int rawSetting) const;
   // The diagnostic log files in DATA (one per day), and their text joined.
@@ -46,17 +43,15 @@ class E2eRig {
   std::string LogText() const;
   int LogCount(const std::string& text) const;
 
-  // kelo-sim on a new pseudo-terminal (returns its path) or on a TCP port of loopback (returns the
-  // port). The simulator is kept until the rig ends.
-  std::string StartSimOnPty();
-  int StartSimOnTcp();
+  // kelo-sim on a new pseudo-terminal (its device path) or on a TCP port of loopback
+  // ("socket://127.0.0.1:PORT"); the simulator is kept until the rig ends.
+  std::string StartSim(bool tcp);
 
-  // TavKeloASM with --instance, --listen 127.0.0.1:0 and --ini added; returns its base URL
-  // ("http://127.0.0.1:PORT") once it prints where it serves.
+  // TavKeloASM with --instance, --listen 127.0.0.1:0, --ini and the arguments, once it prints
+  // where it serves ("http://127.0.0.1:PORT").
   struct Server {
     std::unique_ptr<ChildProcess> process;
     std::string url;
-    int port = 0;
   };
   Server StartServer(const std::vector<std::string>& args);
   // SIGTERM and the exit status.
@@ -71,7 +66,7 @@ class E2eRig {
   std::vector<std::unique_ptr<ChildProcess>> sims_;
 };
 
-// The start-up of a server died or hung: what it said.
+// What a process said.
 std::string Describe(const ChildProcess& process);
 
 }  // namespace tavkelo::e2e

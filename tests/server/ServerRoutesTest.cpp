@@ -1,14 +1,18 @@
-// The remote automation API served in-process over loopback HTTP, with the poller running against
-// the simulated controller: objects, properties, methods, the type library, and every kind of bad
-// call answered with its status and its exact message while the server keeps serving.
+// The remote automation API served in-process over loopback HTTP on virtual time, with the poller
+// running against the simulated controller: every kind of bad call answered with its status and
+// its exact message while the server keeps serving, named and by-reference arguments, the type
+// library, leases, and reads answered while another client commands the dyne.
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cmath>
+#include <limits>
+#include <set>
 #include <thread>
 #include <vector>
 
 #include "ServerRig.hpp"
+#include "automation/KeloEnums.hpp"
+#include "automation/MemberTable.hpp"
 #include "server/AutomationApi.hpp"
 
 namespace tavkelo {
@@ -16,112 +20,20 @@ namespace {
 
 using nlohmann::json;
 using test::Reply;
-using test::Send;
 
 class ServerRoutes : public ::testing::Test {
  protected:
-  ServerRoutes() : client(rig.NewClient()) {}
-  Reply Call(const std::string& method, const std::string& path, const std::string& body = "") {
-    return Send(*client, method, path, body);
-  }
-  std::string NewObject() {
-    Reply created = Call("POST", "/automation/objects", "{}");
+  std::string NewObject(const std::string& body = "{}") {
+    Reply created = rig.Request("POST", "/automation/objects", body);
     EXPECT_EQ(created.status, 201) << created.text;
-    return created.json.value("id", "");
+    const std::string id = created.json.value("id", "");
+    EXPECT_TRUE(id.size() == 20 && id.find_first_not_of("0123456789abcdef") == std::string::npos) << id;
+    return "/automation/objects/" + id;
   }
-  std::string Object(const std::string& id) { return "/automation/objects/" + id; }
+  // The number of client objects, asked in a way that renews nobody's lease.
+  int Objects() { return rig.Request("GET", "/api/server").json["objects"].get<int>(); }
 
   test::ServerRig rig;
-  std::unique_ptr<httplib::Client> client;
-};
-
-TEST_F(ServerRoutes, AClientCreatesConnectsReadsCommandsAndReleasesItsObject) {
-  Reply created = Call("POST", "/automation/objects", "{}");
-  ASSERT_EQ(created.status, 201) << created.text;
-  EXPECT_EQ(created.json["leaseSeconds"], 30);
-  const std::string o = Object(created.json["id"]);
-
-  Reply init = Call("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})");
-  EXPECT_EQ(init.status, 200);
-  EXPECT_EQ(init.json, (json{{"result", nullptr}, {"byRef", json::object()}}));
-  Reply connect = Call("POST", o + "/methods/Connect", "{}");
-  EXPECT_EQ(connect.json, (json{{"result", true}, {"byRef", json::object()}})) << connect.text;
-
-  struct Property {
-    const char* name;
-    json value;
-  };
-  const Property properties[] = {{"Connected", true},  {"Active", true},          {"SerialPort", 1},
-                                 {"BaudRate", 9600},   {"Parity", "N"},           {"CurTest", 0},
-                                 {"AutoUpdateEnabled", true}, {"LiftStatus", false}};
-  for (const auto& p : properties) {
-    Reply r = Call("GET", o + "/properties/" + p.name);
-    EXPECT_EQ(r.status, 200) << p.name << " " << r.text;
-    EXPECT_EQ(r.json, (json{{"value", p.value}})) << p.name;
-  }
-  Reply diameter = Call("GET", o + "/properties/RollDiameter");
-  EXPECT_NEAR(diameter.json["value"].get<double>(), 8.555, 0.001);
-  Reply window = Call("GET", o + "/properties/VehSimTestOnlyIntegrateInWindow?WhichWin=1");
-  EXPECT_EQ(window.status, 200) << window.text;
-  EXPECT_TRUE(window.json["value"].is_boolean());
-
-  // Named arguments, an enumeration result, by-reference outputs.
-  Reply lifts = Call("POST", o + "/methods/RaiseLifts", R"({"args": {"FWDLift": false, "TWDLift": true}})");
-  EXPECT_EQ(lifts.json["result"], 0) << lifts.text;
-  Reply refused = Call("POST", o + "/methods/RaiseLifts", R"({"args": [false, true]})");
-  EXPECT_EQ(refused.status, 200) << "a member's refusal is its result, not an HTTP error";
-  EXPECT_EQ(refused.json["result"], 2);
-  Reply lower = Call("POST", o + "/methods/LowerLifts", R"({"args": [true, false]})");
-  EXPECT_EQ(lower.json["result"], 0);
-  Reply text = Call("POST", o + "/methods/ErrorConstantToString", R"({"args": [200]})");
-  EXPECT_EQ(text.json["result"], "DI: No Link To Device");
-  Reply para = Call("POST", o + "/methods/GetParasiticsAtSpeed", R"({"args": [20]})");
-  ASSERT_EQ(para.status, 200) << para.text;
-  EXPECT_EQ(para.json["result"], 0);
-  EXPECT_EQ(para.json["byRef"].size(), 4u);
-  EXPECT_GT(para.json["byRef"]["TWDUnseenPara"].get<double>(), 0.0) << "the loss the dyne reported at connect";
-  EXPECT_EQ(para.json["byRef"]["TWDRawPara"], 0.0);
-
-  // The one writable property.
-  Reply put = Call("PUT", o + "/properties/AutoUpdateEnabled", R"({"value": false})");
-  EXPECT_EQ(put.status, 200) << put.text;
-  EXPECT_EQ(put.json, (json{{"value", false}}));
-  EXPECT_EQ(Call("GET", o + "/properties/AutoUpdateEnabled").json["value"], false);
-  EXPECT_EQ(Call("PUT", o + "/properties/AutoUpdateEnabled", R"({"value": true})").status, 200);
-  EXPECT_EQ(Call("GET", o + "/properties/AutoUpdateEnabled").json["value"], true);
-
-  Reply ping = Call("POST", o + "/ping", "{}");
-  EXPECT_EQ(ping.json, (json{{"leaseSeconds", 30}}));
-  Reply released = Call("DELETE", o);
-  EXPECT_EQ(released.status, 200);
-  EXPECT_EQ(released.json, (json{{"released", true}}));
-  Reply again = Call("DELETE", o);
-  EXPECT_EQ(again.status, 404);
-  EXPECT_EQ(again.Error(), "unknown object " + created.json["id"].get<std::string>());
-  EXPECT_EQ(rig.LogCount("clsKeloInterface: Class_Terminate - Complete"), 1);
-}
-
-TEST_F(ServerRoutes, ALeaseCanBeAskedForAtCreation) {
-  Reply five = Call("POST", "/automation/objects", R"({"leaseSeconds": 5})");
-  EXPECT_EQ(five.status, 201);
-  EXPECT_EQ(five.json["leaseSeconds"], 5);
-  Reply longest = Call("POST", "/automation/objects", R"({"leaseSeconds": 3600})");
-  EXPECT_EQ(longest.json["leaseSeconds"], 3600);
-  EXPECT_NE(five.json["id"], longest.json["id"]);
-}
-
-TEST_F(ServerRoutes, TheTypeLibraryIsTheOneGeneratedFromTheMemberTable) {
-  Reply library = Call("GET", "/automation/typelib");
-  ASSERT_EQ(library.status, 200);
-  EXPECT_EQ(library.json, TypeLibraryJson());
-}
-
-struct BadCall {
-  const char* method;
-  const char* path;  // "{o}" stands for a live object
-  std::string body;
-  int status;
-  const char* error;  // "{id}" stands for the live object's id
 };
 
 std::string Expand(std::string text, const std::string& token, const std::string& value) {
@@ -132,38 +44,29 @@ std::string Expand(std::string text, const std::string& token, const std::string
 }
 
 TEST_F(ServerRoutes, BadCallsAreAnsweredWithTheirStatusAndWhatWasWrong) {
-  const std::string id = NewObject();
-  const std::string unknown = "(released, or its lease ran out)";
+  const std::string o = NewObject();
+  const std::string gone = NewObject(R"({"leaseSeconds": 1})");
+  rig.PassTime(2001);  // `gone`'s lease runs out; `o` keeps the default 30 s
+  struct BadCall {
+    const char* method;
+    std::string path;  // "{o}": the live object, "{gone}": the expired one
+    std::string body;
+    int status;
+    const char* error;  // "{gone}" stands for the expired object's path
+  };
   const BadCall cases[] = {
-      // the body
       {"POST", "/automation/objects", "{\"leaseSeconds\": ", 400, "malformed JSON in the request body"},
-      {"POST", "/automation/objects", "[1, 2]", 400, "the request body must be a JSON object"},
-      {"POST", "/automation/objects", R"({"leaseSeconds": 0})", 400, "leaseSeconds must be a whole number from 1 to 3600"},
+      {"POST", "{o}/methods/RaiseLifts", "[true, false]", 400, "the request body must be a JSON object"},
       {"POST", "/automation/objects", R"({"leaseSeconds": 3601})", 400, "leaseSeconds must be a whole number from 1 to 3600"},
-      {"POST", "/automation/objects", R"({"leaseSeconds": "10"})", 400, "leaseSeconds must be a whole number from 1 to 3600"},
-      {"POST", "{o}/methods/RaiseLifts", "{\"args\": [true, false", 400, "malformed JSON in the request body"},
-      {"POST", "{o}/methods/RaiseLifts", "\"args\"", 400, "the request body must be a JSON object"},
-      // unknown objects and members
-      {"GET", "/automation/objects/0123456789abcdef0000/properties/Connected", "", 404,
-       "unknown object 0123456789abcdef0000 (released, or its lease ran out)"},
-      {"POST", "/automation/objects/nosuchobject/methods/Connect", "{}", 404,
+      {"GET", "/automation/objects/nosuchobject/properties/Connected", "", 404,
        "unknown object nosuchobject (released, or its lease ran out)"},
-      {"PUT", "/automation/objects/nosuchobject/properties/AutoUpdateEnabled", R"({"value": true})", 404,
-       "unknown object nosuchobject (released, or its lease ran out)"},
-      {"POST", "/automation/objects/nosuchobject/ping", "{}", 404,
-       "unknown object nosuchobject (released, or its lease ran out)"},
-      {"DELETE", "/automation/objects/nosuchobject", "", 404, "unknown object nosuchobject"},
-      {"GET", "{o}/properties/NoSuchProperty", "", 404, "clsKeloInterface has no property NoSuchProperty"},
-      {"GET", "{o}/properties/RaiseLifts", "", 404, "clsKeloInterface has no property RaiseLifts"},
+      {"GET", "{gone}/properties/Connected", "", 404, "unknown object {gone} (released, or its lease ran out)"},
+      {"POST", "{gone}/ping", "{}", 404, "unknown object {gone} (released, or its lease ran out)"},
+      {"DELETE", "{gone}", "", 404, "unknown object {gone}"},
       {"GET", "{o}/properties/connected", "", 404, "clsKeloInterface has no property connected"},
-      {"POST", "{o}/methods/Frobnicate", "{}", 404, "clsKeloInterface has no method Frobnicate"},
       {"POST", "{o}/methods/Connected", "{}", 404, "clsKeloInterface has no method Connected"},
       {"GET", "/automation/objects", "", 404, "no such path: /automation/objects"},
-      {"GET", "{o}/properties/Primary-Speed", "", 404, "no such path: /automation/objects/{id}/properties/Primary-Speed"},
-      // argument counts, types and ranges
       {"POST", "{o}/methods/RaiseLifts", R"({"args": [true]})", 400, "RaiseLifts takes 2 arguments, got 1"},
-      {"POST", "{o}/methods/RaiseLifts", R"({"args": [true, false, true]})", 400, "RaiseLifts takes 2 arguments, got 3"},
-      {"POST", "{o}/methods/RaiseLifts", "{}", 400, "RaiseLifts takes 2 arguments, got 0"},
       {"POST", "{o}/methods/Connect", R"({"args": [1]})", 400, "Connect takes 0 arguments, got 1"},
       {"POST", "{o}/methods/RaiseLifts", R"({"args": [1, 0]})", 400,
        "argument TWDLift (Boolean): expected true or false, got 1"},
@@ -173,78 +76,162 @@ TEST_F(ServerRoutes, BadCallsAreAnsweredWithTheirStatusAndWhatWasWrong) {
        "argument SerialPort (Integer): 40000 is out of range -32768 to 32767"},
       {"POST", "{o}/methods/GetSystemParameter", R"({"args": [300]})", 400,
        "argument WhichParam (Byte): 300 is out of range 0 to 255"},
+      {"POST", "{o}/methods/GetSystemParameter", R"({"args": [1.5]})", 400,
+       "argument WhichParam (Byte): expected a whole number, got 1.5"},
       {"POST", "{o}/methods/SetWarmupTestParameters", R"({"args": [1e40]})", 400,
        "argument NewWarmupTimeSeconds (Single): 1e+40 does not fit a Single"},
+      {"POST", "{o}/methods/Init", R"({"args": [true, 1, 2147483648, "N"]})", 400,
+       "argument BaudRate (Long): 2147483648 is out of range -2147483648 to 2147483647"},
+      {"POST", "{o}/methods/Init", R"({"args": [true, 1, 9600, 78]})", 400,
+       "argument Parity (String): expected a string, got number"},
       {"POST", "{o}/methods/StartTest", R"({"args": ["gQRTXTIWarmup"]})", 400,
        "argument TestIndex (QRTXTestIndeces): expected a number, got string"},
+      {"POST", "{o}/methods/GetParasiticsAtSpeed", R"({"args": []})", 400,
+       "GetParasiticsAtSpeed takes 1 to 5 arguments, got 0"},
       {"POST", "{o}/methods/Init", R"({"args": {"BeActive": true}})", 400, "Init needs argument SerialPort"},
       {"POST", "{o}/methods/RaiseLifts", R"({"args": {"TWDLift": true, "FWDLift": true, "Both": true}})", 400,
        "RaiseLifts has no parameter Both"},
       {"POST", "{o}/methods/RaiseLifts", R"({"args": "true, false"})", 400, "\"args\" must be an array or an object"},
-      // properties
       {"PUT", "{o}/properties/Connected", R"({"value": true})", 405, "property Connected is read-only"},
-      {"PUT", "{o}/properties/PrimarySpeedMPH", R"({"value": 10})", 405, "property PrimarySpeedMPH is read-only"},
-      {"PUT", "{o}/properties/NoSuchProperty", R"({"value": 1})", 404, "clsKeloInterface has no property NoSuchProperty"},
       {"PUT", "{o}/properties/AutoUpdateEnabled", "{}", 400, "the body needs {\"value\": ...}"},
-      {"PUT", "{o}/properties/AutoUpdateEnabled", R"({"value": 1})", 400,
-       "argument value (Boolean): expected true or false, got 1"},
       {"GET", "{o}/properties/VehSimTestOnlyIntegrateInWindow", "", 400,
        "VehSimTestOnlyIntegrateInWindow needs the query parameter WhichWin"},
-      {"GET", "{o}/properties/VehSimTestOnlyIntegrateInWindow?WhichWin=40000", "", 400,
-       "argument WhichWin (Integer): 40000 is out of range -32768 to 32767"},
-      {"GET", "{o}/properties/VehSimTestOnlyIntegrateInWindow?WhichWin=first", "", 400,
-       "argument WhichWin (Integer): expected a number, got string"},
       {"GET", "{o}/properties/PrimarySpeedMPH?WhichWin=1", "", 400, "PrimarySpeedMPH takes no query parameter WhichWin"},
-      // a body above the limit
       {"POST", "{o}/methods/StartFakeDataPlayBack", R"({"args": [")" + std::string(70 * 1024, 'x') + R"("]})", 413,
        "request body too large"},
   };
   for (const auto& c : cases) {
-    std::string path = Expand(c.path, "{o}", Object(id));
-    std::string error = Expand(c.error, "{id}", id);
-    auto fresh = rig.NewClient();  // a refused request may close its connection
-    Reply r = Send(*fresh, c.method, path, c.body);
-    std::string label = std::string(c.method) + " " + path.substr(0, 120) + " " + c.body.substr(0, 60);
+    const std::string path = Expand(Expand(c.path, "{o}", o), "{gone}", gone);
+    const std::string label = std::string(c.method) + " " + path + " " + c.body.substr(0, 60);
+    Reply r = rig.Request(c.method, path, c.body);
     EXPECT_EQ(r.status, c.status) << label << "\n" << r.text.substr(0, 200);
-    EXPECT_EQ(r.Error(), error) << label;
+    EXPECT_EQ(r.Error(), Expand(c.error, "{gone}", gone.substr(gone.rfind('/') + 1))) << label;
     EXPECT_EQ(r.json.size(), 1u) << label << ": {\"error\": ...} and nothing else";
   }
 
-  // The object and the server are as they were: the same client, and a new one, carry on.
-  Reply ping = Call("POST", Object(id) + "/ping", "{}");
-  EXPECT_EQ(ping.status, 200) << ping.text;
-  auto other = rig.NewClient();
-  Reply init = Send(*other, "POST", Object(id) + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})");
-  EXPECT_EQ(init.status, 200) << init.text;
-  EXPECT_EQ(Send(*other, "POST", Object(id) + "/methods/Connect", "{}").json["result"], true);
-  EXPECT_EQ(Send(*other, "GET", Object(id) + "/properties/Connected").json["value"], true);
-  EXPECT_EQ(Send(*other, "GET", Object(id) + "/properties/SerialPort").json["value"], 1) << "Init took effect";
+  // The live object and the server carry on.
+  EXPECT_EQ(rig.Request("POST", o + "/ping", "{}").json, (json{{"leaseSeconds", 30}}));
+  EXPECT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 2, 9600, "N"]})").status, 200);
+  EXPECT_EQ(rig.Request("GET", o + "/properties/SerialPort").json, (json{{"value", 2}})) << "Init took effect";
+  EXPECT_EQ(Objects(), 1);
 }
 
-TEST_F(ServerRoutes, ClientsReadConcurrentlyWhileAnotherCommandsTheDyne) {
-  const std::string id = NewObject();
-  ASSERT_EQ(Call("POST", Object(id) + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status, 200);
-  ASSERT_EQ(Call("POST", Object(id) + "/methods/Connect", "{}").json["result"], true);
-  std::atomic<int> good{0}, bad{0};
-  std::vector<std::thread> readers;
-  for (int t = 0; t < 4; ++t) {
-    readers.emplace_back([&] {
-      auto c = rig.NewClient();
-      for (int i = 0; i < 40; ++i) {
-        Reply r = Send(*c, "GET", Object(id) + "/properties/PrimarySpeedMPH");
-        (r.status == 200 && r.json["value"].is_number() ? good : bad)++;
-      }
+TEST_F(ServerRoutes, NamedArgumentsInAnyOrderAndByReferenceOutputs) {
+  const std::string o = NewObject();
+  Reply para = rig.Request("POST", o + "/methods/GetParasiticsAtSpeed", R"({"args": {"TheSpeed": 20}})");
+  ASSERT_EQ(para.status, 200) << para.text;
+  EXPECT_EQ(para.json["result"], 0);
+  ASSERT_EQ(para.json["byRef"].size(), 4u) << para.text;
+  EXPECT_GT(para.json["byRef"]["TWDUnseenPara"].get<double>(), 0.0) << "the loss on the curve the dyne reported";
+  for (const char* zero : {"TWDRawPara", "FWDRawPara", "FWDUnseenPara"}) EXPECT_EQ(para.json["byRef"][zero], 0.0) << zero;
+  // A placeholder leaves its outputs as they came in; a Single travels with its own digits.
+  Reply pid = rig.Request("POST", o + "/methods/GetPIDConstants", R"({"args": {"IValue": 0.1, "WhichPID": 1}})");
+  EXPECT_EQ(pid.json, (json{{"result", 1}, {"byRef", {{"PValue", 0.0}, {"IValue", 0.1}, {"DValue", 0.0}}}})) << pid.text;
+  Reply lifts = rig.Request("POST", o + "/methods/RaiseLifts", R"({"args": {"FWDLift": false, "TWDLift": true}})");
+  EXPECT_EQ(lifts.status, 200) << "a member's refusal is its result, not an HTTP error";
+  EXPECT_EQ(lifts.json["result"], 200) << "not connected: no link to the device";
+}
+
+TEST(ServerValues, ASingleTravelsWithItsOwnDigitsAndWhatJsonCannotSayAsNull) {
+  EXPECT_EQ(ValueToJson(8.555f).dump(), "8.555") << "not 8.55500030517578125";
+  EXPECT_EQ(ValueToJson(-30.0f).dump(), "-30.0");
+  EXPECT_EQ(ValueToJson(1.0e20f).get<double>(), 1.0e20);
+  EXPECT_EQ(ValueToJson(std::numeric_limits<float>::quiet_NaN()), json(nullptr));
+  EXPECT_EQ(ValueToJson(-std::numeric_limits<float>::infinity()), json(nullptr));
+}
+
+std::string Listed(const std::string& kind, const std::string& name, const std::vector<std::string>& params,
+                   const std::string& result, bool canWait) {
+  std::string s = kind + " " + name + "(";
+  for (size_t i = 0; i < params.size(); ++i) s += (i > 0 ? ", " : "") + params[i];
+  return s + ") " + result + (canWait ? " [waits]" : "");
+}
+
+TEST_F(ServerRoutes, TheTypeLibraryListsTheMemberTableAndTheEnumerations) {
+  Reply library = rig.Request("GET", "/automation/typelib");
+  ASSERT_EQ(library.status, 200);
+  EXPECT_EQ(library.json["class"], "clsKeloInterface");
+  std::vector<std::string> served, table;
+  std::set<std::string> types{"Void", "Boolean", "Byte", "Integer", "Long", "Single", "String"};
+  for (const json& e : library.json["enumerations"]) {
+    types.insert(e["name"].get<std::string>());
+    for (const json& m : e["members"]) served.push_back(e["name"].get<std::string>() + "." + m.dump());
+  }
+  for (const EnumerationInfo& e : Enumerations()) {
+    for (const auto& [name, value] : e.members) table.push_back(e.name + "." + json{{"name", name}, {"value", value}}.dump());
+  }
+  for (const json& m : library.json["members"]) {
+    std::vector<std::string> params;
+    for (const json& p : m["parameters"]) {
+      params.push_back((p["byRef"].get<bool>() ? "ByRef " : "") + p["type"].get<std::string>() + " " +
+                       p["name"].get<std::string>());
+      EXPECT_EQ(types.count(p["type"]), 1u) << m["name"] << " names an unlisted type";
+    }
+    EXPECT_EQ(types.count(m["result"]), 1u) << m["name"] << " answers an unlisted type";
+    served.push_back(Listed(m["kind"], m["name"], params, m["result"], m["canWait"]));
+  }
+  const char* kinds[] = {"method", "propertyGet", "propertyPut"};
+  for (const MemberInfo& m : MemberTable()) {
+    std::vector<std::string> params;
+    for (const ParamInfo& p : m.params) params.push_back((p.byRef ? "ByRef " : "") + AutoTypeName(p.type) + " " + p.name);
+    table.push_back(Listed(kinds[static_cast<int>(m.kind)], m.name, params, AutoTypeName(m.result), m.canWait));
+  }
+  EXPECT_EQ(served, table);
+  EXPECT_NE(std::find(served.begin(), served.end(),
+                      "method GetParasiticsAtSpeed(Single TheSpeed, ByRef Single TWDRawPara, ByRef Single FWDRawPara, "
+                      "ByRef Single TWDUnseenPara, ByRef Single FWDUnseenPara) QRTXErrorConstants"),
+            served.end());
+}
+
+TEST_F(ServerRoutes, LeasesRunOutUnlessPingsOrCallsRenewThem) {
+  const std::string idle = NewObject(R"({"leaseSeconds": 2})");
+  ASSERT_EQ(rig.Request("POST", idle + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status, 200);
+  ASSERT_EQ(rig.Request("POST", idle + "/methods/Connect", "{}").json["result"], true);
+  const std::string pinged = NewObject(R"({"leaseSeconds": 2})");
+  const std::string used = NewObject(R"({"leaseSeconds": 2})");
+  ASSERT_EQ(rig.Request("GET", idle + "/properties/SerialPort").status, 200);  // its last use
+  const int disconnects = rig.LogCount("clsKeloInterface: DisConnect");
+  auto renew = [&] {
+    EXPECT_EQ(rig.Request("POST", pinged + "/ping", "{}").json, (json{{"leaseSeconds", 2}}));
+    EXPECT_EQ(rig.Request("GET", used + "/properties/PrimarySpeedMPH").status, 200);
+  };
+  renew();
+  rig.PassTime(1500);
+  renew();
+  rig.PassTime(500);
+  EXPECT_EQ(Objects(), 3) << "exactly its lease is still within it";
+  rig.PassTime(1001);  // the lease timer looks once a second
+  EXPECT_EQ(Objects(), 2);
+  EXPECT_EQ(rig.LogCount("clsKeloInterface: DisConnect"), disconnects + 1) << "released as DELETE releases";
+  EXPECT_EQ(rig.LogCount("clsKeloInterface: Class_Terminate - Complete"), 1);
+  for (int step = 0; step < 6; ++step) {  // 9 s: four leases over
+    renew();
+    rig.PassTime(1500);
+  }
+  EXPECT_EQ(Objects(), 2);
+  rig.PassTime(3001);
+  EXPECT_EQ(Objects(), 0);
+  EXPECT_EQ(rig.Request("GET", used + "/properties/PrimarySpeedMPH").status, 404);
+}
+
+TEST_F(ServerRoutes, ReadsAreAnsweredWhileAnotherClientCommandsTheDyne) {
+  const std::string o = NewObject();
+  ASSERT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status, 200);
+  ASSERT_EQ(rig.Request("POST", o + "/methods/Connect", "{}").json["result"], true);
+  std::atomic<int> good{0};
+  std::vector<int> results = rig.Serve([&] {
+    std::thread reader([&] {
+      for (int i = 0; i < 40; ++i) good += rig.Send("GET", o + "/properties/Connected").json == json{{"value", true}};
     });
-  }
-  std::vector<int> results;
-  for (int i = 0; i < 4; ++i) {
-    results.push_back(Call("POST", Object(id) + "/methods/RaiseLifts", R"({"args": [true, false]})").json["result"]);
-    results.push_back(Call("POST", Object(id) + "/methods/LowerLifts", R"({"args": [true, false]})").json["result"]);
-  }
-  for (auto& t : readers) t.join();
-  EXPECT_EQ(good.load(), 160);
-  EXPECT_EQ(bad.load(), 0);
-  EXPECT_EQ(results, std::vector<int>(8, 0));
+    std::vector<int> r;
+    for (const char* member : {"RaiseLifts", "LowerLifts", "RaiseLifts", "LowerLifts"}) {
+      r.push_back(rig.Send("POST", o + "/methods/" + member, R"({"args": [true, false]})").json["result"]);
+    }
+    reader.join();
+    return r;
+  });
+  EXPECT_EQ(good.load(), 40);
+  EXPECT_EQ(results, std::vector<int>(4, 0));
 }
 
 }  // namespace

@@ -12,13 +12,13 @@ PortMap::PortMap(EventLoop& loop, bool simulateUnmapped, KeloSimOptions simOptio
 
 PortMap::~PortMap() = default;
 
-bool PortMap::AddMapping(const std::string& spec, std::string& error) {
-  size_t eq = spec.find('=');
-  if (eq == std::string::npos || eq == 0 || eq + 1 >= spec.size()) {
-    error = "expected N=DEVICE, got '" + spec + "'";
+bool PortMap::AddMapping(const std::string& mapping, std::string& error) {
+  size_t eq = mapping.find('=');
+  if (eq == std::string::npos || eq == 0 || eq + 1 >= mapping.size()) {
+    error = "expected N=DEVICE, got '" + mapping + "'";
     return false;
   }
-  std::string number = spec.substr(0, eq);
+  std::string number = mapping.substr(0, eq);
   for (char c : number) {
     if (!std::isdigit(static_cast<unsigned char>(c))) {
       error = "port number '" + number + "' is not a number";
@@ -30,7 +30,7 @@ bool PortMap::AddMapping(const std::string& spec, std::string& error) {
     error = "port number must be 1 to 255, got '" + number + "'";
     return false;
   }
-  std::string device = spec.substr(eq + 1);
+  std::string device = mapping.substr(eq + 1);
   if (device.rfind("socket://", 0) == 0) {
     std::string host, tcpPort;
     if (!TcpSerialChannel::ParseAddress(device, host, tcpPort)) {

@@ -21,7 +21,7 @@ class PortMap {
   ~PortMap();
 
   // Parses "N=DEVICE"; false (with `error` set) for a malformed mapping.
-  bool AddMapping(const std::string& spec, std::string& error);
+  bool AddMapping(const std::string& mapping, std::string& error);
   void Map(int16_t port, std::string device);
   // What port N is mapped to, as the help and the start-up line show it.
   std::string Describe(int16_t port) const;

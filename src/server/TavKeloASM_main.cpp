@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
   HostOptions hostOptions;
   hostOptions.programFilePath = exePath;
   bool simulate = false;
-  std::vector<std::string> portSpecs;
+  std::vector<std::string> portMappings;
   std::string listen = "127.0.0.1:5180";
   std::string webDir = TAVKELO_WEB_DIR;
   int leaseSeconds = 30;
@@ -80,7 +80,7 @@ int main(int argc, char** argv) {
   app.add_flag("--simulate", simulate,
                "Serve every port without a --port mapping with an in-process simulated controller, and connect "
                "the dashboard's console to port 1");
-  app.add_option("--port", portSpecs,
+  app.add_option("--port", portMappings,
                  "Map a port number to a device: N=/dev/ttyUSB0, N=socket://host:port or N=sim (repeatable). "
                  "Unmapped port N is /dev/ttyS{N-1}")
       ->type_name("N=DEVICE");
@@ -128,9 +128,9 @@ int main(int argc, char** argv) {
   KeloSimOptions simOptions;
   simOptions.faults.seed = simSeed;
   PortMap ports(loop, simulate, simOptions);
-  for (const std::string& spec : portSpecs) {
+  for (const std::string& mapping : portMappings) {
     std::string error;
-    if (!ports.AddMapping(spec, error)) {
+    if (!ports.AddMapping(mapping, error)) {
       std::fprintf(stderr, "TavKeloASM: --port: %s\n", error.c_str());
       return 2;
     }

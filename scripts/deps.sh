@@ -3,17 +3,30 @@
 # is missing. Usage: scripts/deps.sh [--test]
 set -euo pipefail
 
-packages=(cmake ninja-build g++ pkg-config libcpp-httplib-dev nlohmann-json3-dev libcli11-dev
-          libgtest-dev libgmock-dev libbenchmark-dev)
+missing=()
+need_package() {  # need_package PACKAGE: installed as a Debian package
+  dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed" || missing+=("$1")
+}
+need_command() {  # need_command COMMAND PACKAGE...: the command, from wherever it came
+  local cmd="$1"
+  shift
+  command -v "$cmd" >/dev/null 2>&1 || missing+=("$@")
+}
+
+for p in cmake ninja-build g++ pkg-config libcpp-httplib-dev nlohmann-json3-dev libcli11-dev \
+         libgtest-dev libgmock-dev libbenchmark-dev; do
+  need_package "$p"
+done
 if [[ "${1:-}" == "--test" ]]; then
-  # Browser tests drive Debian's Chromium with playwright-core from npm; the e2e tests use socat.
-  packages+=(chromium nodejs npm socat)
+  # Browser tests drive Debian's Chromium with playwright-core from npm; the end-to-end tests and
+  # the README's examples use socat. Node.js may come from Debian or from elsewhere with its npm.
+  [[ -x /usr/bin/chromium ]] || missing+=(chromium)
+  need_command socat socat
+  if ! command -v node >/dev/null 2>&1 || ! command -v npm >/dev/null 2>&1; then
+    missing+=(nodejs npm)
+  fi
 fi
 
-missing=()
-for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
 if [[ ${#missing[@]} -eq 0 ]]; then
   exit 0
 fi

@@ -49,6 +49,9 @@ double RealTimeLoop::Now() const {
 }
 
 void RealTimeLoop::Wake() {
+  // The loop sets `sleeping_` before it looks at the posted calls a last time, and a poster looks
+  // at `sleeping_` after queueing: one of the two always sees the other.
+  if (!sleeping_.load()) return;
   uint64_t one = 1;
   ssize_t written = ::write(wakeFd_, &one, sizeof one);
   (void)written;  // a full counter already means "wake up"
@@ -65,7 +68,6 @@ void RealTimeLoop::WaitForEvents(int64_t deadlineUs) {
     fds.push_back(pollfd{watch.fd, watch.events, 0});
     ids.push_back(id);
   }
-  if (HasPosted() || StopRequested()) return;
   // ppoll waits to the microsecond: a millisecond poll(2) would wake every timer up to 1 ms late.
   timespec timeout{};
   timespec* timeoutPtr = nullptr;
@@ -77,7 +79,13 @@ void RealTimeLoop::WaitForEvents(int64_t deadlineUs) {
     timeout.tv_nsec = static_cast<long>(remainingUs % 1'000'000) * 1000;
     timeoutPtr = &timeout;
   }
+  sleeping_.store(true);
+  if (HasPosted() || StopRequested()) {
+    sleeping_.store(false);
+    return;
+  }
   int n = ::ppoll(fds.data(), fds.size(), timeoutPtr, nullptr);
+  sleeping_.store(false);
   if (n <= 0) return;
   if (fds[0].revents & POLLIN) {
     uint64_t value;

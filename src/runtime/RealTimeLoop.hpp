@@ -21,6 +21,8 @@ class RealTimeLoop final : public EventLoop {
 
  private:
   int wakeFd_ = -1;
+  // True while the loop waits in ppoll: only then does a post need to write the wake-up descriptor.
+  std::atomic<bool> sleeping_{false};
   int64_t originUs_ = 0;
   uint32_t tickOrigin_ = 0;
 };

@@ -139,21 +139,22 @@ int32_t MsgEvents::CreateEvent(bool manualReset, bool initialState, const std::s
 int32_t MsgEvents::SetEvent(int32_t handle) {
   std::lock_guard<std::mutex> lock(gEventsMutex);
   auto it = gEvents.find(handle);
-  if (it != gEvents.end()) it->second.signalled = true;
+  if (it == gEvents.end()) return kInvalidHandle;
+  it->second.signalled = true;
   return 0;
 }
 
 int32_t MsgEvents::ResetEvent(int32_t handle) {
   std::lock_guard<std::mutex> lock(gEventsMutex);
   auto it = gEvents.find(handle);
-  if (it != gEvents.end()) it->second.signalled = false;
+  if (it == gEvents.end()) return kInvalidHandle;
+  it->second.signalled = false;
   return 0;
 }
 
 int32_t MsgEvents::CloseHandle(int32_t handle) {
   std::lock_guard<std::mutex> lock(gEventsMutex);
-  gEvents.erase(handle);
-  return 0;
+  return gEvents.erase(handle) == 1 ? 0 : kInvalidHandle;
 }
 
 }  // namespace tavkelo

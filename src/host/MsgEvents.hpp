@@ -22,6 +22,7 @@ class MsgEvents {
   static constexpr int32_t kWaitObject0 = 0;
   static constexpr int32_t kTimedOut = 1;
   static constexpr int32_t kWaitFailed = -1;  // the handle was closed while waited on
+  static constexpr int32_t kInvalidHandle = 6;  // the platform's "invalid handle" error
 
   explicit MsgEvents(EventLoop& loop);
   ~MsgEvents();
@@ -35,6 +36,7 @@ class MsgEvents {
   // and -1 when the handle was closed; timeoutMs <= 0 waits without limit.
   int32_t MsgWaitEvent(int32_t handle, int32_t timeoutMs);
   int32_t CreateEvent(bool manualReset, bool initialState, const std::string& name);
+  // 0 on success, kInvalidHandle for a handle that does not exist.
   int32_t SetEvent(int32_t handle);
   int32_t ResetEvent(int32_t handle);
   int32_t CloseHandle(int32_t handle);

@@ -68,24 +68,27 @@ double clsIniProfile::GetDate(const std::string& Section, const std::string& Key
 
 void clsIniProfile::GetValue(const std::string& Section, const std::string& Keyword,
                              ProfileVariant& DestinationVariable, const ProfileVariant& DefaultValue) {
-  // The default is converted to the destination's type; a conversion failure is raised.
+  // The default is converted to the destination's type as the classic conversions do: a text
+  // must be a whole number text (or "True"/"False" for a Boolean), anything else is a type
+  // mismatch raised to the caller.
   auto defaultNumber = [&]() -> double {
     if (auto* i16 = std::get_if<int16_t>(&DefaultValue)) return *i16;
     if (auto* i32 = std::get_if<int32_t>(&DefaultValue)) return *i32;
     if (auto* f = std::get_if<float>(&DefaultValue)) return static_cast<double>(*f);
     if (auto* d = std::get_if<double>(&DefaultValue)) return *d;
     if (auto* b = std::get_if<bool>(&DefaultValue)) return *b ? -1.0 : 0.0;
+    if (auto* date = std::get_if<ProfileDate>(&DefaultValue)) return date->value;
     if (auto* s = std::get_if<std::string>(&DefaultValue)) {
-      std::string t = *s;
-      if (t.empty()) throw VbRuntimeErrorTypeMismatch();
-      return VbVal(t);
+      std::optional<double> number = VbNumberText(*s);
+      if (!number) throw VbRuntimeErrorTypeMismatch();
+      return *number;
     }
-    if (std::holds_alternative<std::monostate>(DefaultValue)) return 0.0;
-    throw VbRuntimeErrorTypeMismatch();
+    return 0.0;  // empty
   };
   auto defaultText = [&]() -> std::string {
     if (auto* s = std::get_if<std::string>(&DefaultValue)) return *s;
     if (auto* b = std::get_if<bool>(&DefaultValue)) return BoolText(*b);
+    if (auto* date = std::get_if<ProfileDate>(&DefaultValue)) return VbFormatDate(date->value, "yyyy-MM-dd HH:mm:ss");
     if (std::holds_alternative<std::monostate>(DefaultValue)) return "";
     if (auto* f = std::get_if<float>(&DefaultValue)) return VbStr(*f);
     if (auto* i16 = std::get_if<int16_t>(&DefaultValue)) return std::to_string(*i16);
@@ -94,7 +97,13 @@ void clsIniProfile::GetValue(const std::string& Section, const std::string& Keyw
   };
   auto defaultBool = [&]() -> bool {
     if (auto* b = std::get_if<bool>(&DefaultValue)) return *b;
-    if (auto* s = std::get_if<std::string>(&DefaultValue)) return ParseProfileBoolean(*s);
+    if (auto* s = std::get_if<std::string>(&DefaultValue)) {
+      std::string upper = *s;
+      std::transform(upper.begin(), upper.end(), upper.begin(),
+                     [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+      if (upper == "TRUE") return true;
+      if (upper == "FALSE") return false;
+    }
     return defaultNumber() != 0.0;
   };
 

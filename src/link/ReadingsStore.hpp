@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "link/DyneUnits.hpp"
+
 namespace tavkelo {
 
 struct RequestSlot {
@@ -92,7 +94,7 @@ struct ReadingsStore {
 
   // The roll factor of the roll diameter read at connect (recomputed with every read of the
   // dyne information).
-  float TorqueSpeedFactor = 133.66833f;
+  float TorqueSpeedFactor = RollFactor(8.555f);
 
   // True when the controller reports an error condition: over-temperature, motor fault or one of
   // the device error bits (as the clients see the bits, after the over-temperature debounce).

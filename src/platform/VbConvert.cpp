@@ -100,6 +100,45 @@ double VbVal(std::string_view text) {
   return std::strtod(number.c_str(), nullptr);
 }
 
+std::optional<double> VbNumberText(std::string_view text) {
+  size_t begin = 0, end = text.size();
+  while (begin < end && IsBlank(text[begin])) ++begin;
+  while (end > begin && IsBlank(text[end - 1])) --end;
+  std::string_view t = text.substr(begin, end - begin);
+  if (t.empty()) return std::nullopt;
+  if (t.size() > 2 && t[0] == '&') {
+    char radix = static_cast<char>(std::toupper(static_cast<unsigned char>(t[1])));
+    for (size_t i = 2; i < t.size(); ++i) {
+      char c = static_cast<char>(std::toupper(static_cast<unsigned char>(t[i])));
+      bool ok = radix == 'H' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : radix == 'O' && c >= '0' && c <= '7';
+      if (!ok) return std::nullopt;
+    }
+    return VbVal(t);
+  }
+  // sign, digits, point, digits, exponent: every character must belong to the number.
+  size_t i = 0;
+  auto digits = [&] {
+    size_t start = i;
+    while (i < t.size() && std::isdigit(static_cast<unsigned char>(t[i]))) ++i;
+    return i - start;
+  };
+  if (t[i] == '+' || t[i] == '-') ++i;
+  size_t whole = digits();
+  size_t fraction = 0;
+  if (i < t.size() && t[i] == '.') {
+    ++i;
+    fraction = digits();
+  }
+  if (whole + fraction == 0) return std::nullopt;
+  if (i < t.size() && (t[i] == 'e' || t[i] == 'E' || t[i] == 'd' || t[i] == 'D')) {
+    ++i;
+    if (i < t.size() && (t[i] == '+' || t[i] == '-')) ++i;
+    if (digits() == 0) return std::nullopt;
+  }
+  if (i != t.size()) return std::nullopt;
+  return VbVal(t);
+}
+
 namespace {
 double RoundHalfEven(double value) {
   // nearbyint honours the current rounding mode, which is to-nearest-even by default.

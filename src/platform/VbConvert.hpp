@@ -3,6 +3,7 @@
 // 32-bit conversions that round half to even and raise overflow.
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace tavkelo {
@@ -13,6 +14,10 @@ namespace tavkelo {
 // (a value that fits 16 bits is read as a 16-bit signed value, as the classic runtime does).
 // No number at all gives 0.
 double VbVal(std::string_view text);
+
+// The number a whole text stands for, as the classic conversions (CDbl, CInt) read a text: blanks
+// around it allowed, "&H"/"&O" numbers too; nothing when any other character stands in it.
+std::optional<double> VbNumberText(std::string_view text);
 
 // CInt / CLng: round half to even, then raise overflow (error 6) outside the type's range.
 int16_t VbCInt(double value);

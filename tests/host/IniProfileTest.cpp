@@ -154,6 +154,25 @@ TEST_F(IniProfile, GetValueDispatchesOnTheDestinationsType) {
   EXPECT_EQ(IniText(), before) << "dates and empty destinations read and write nothing";
 }
 
+TEST_F(IniProfile, GetValueConvertsItsDefaultLikeTheClassicConversions) {
+  clsIniProfile ini(env);
+  ProfileVariant i = int16_t{0};
+  ini.GetValue("S", "A", i, ProfileVariant{std::string(" 12 ")});
+  EXPECT_EQ(std::get<int16_t>(i), 12);
+  for (const char* bad : {"abc", "12abc", ""}) {
+    ProfileVariant j = int16_t{0};
+    EXPECT_THROW(ini.GetValue("S", "B", j, ProfileVariant{std::string(bad)}), VbRuntimeError) << bad;
+  }
+  ProfileVariant b = false;
+  ini.GetValue("S", "C", b, ProfileVariant{std::string("true")});
+  EXPECT_TRUE(std::get<bool>(b));
+  ProfileVariant c = true;
+  EXPECT_THROW(ini.GetValue("S", "D", c, ProfileVariant{std::string("yes")}), VbRuntimeError);
+  ProfileVariant t = std::string();
+  ini.GetValue("S", "E", t, ProfileVariant{ProfileDate{OleDateFromParts(2020, 6, 22, 14, 23, 5)}});
+  EXPECT_EQ(std::get<std::string>(t), "2020-06-22 14:23:05");
+}
+
 TEST_F(IniProfile, AMissingFileIsCreatedOnWrite) {
   env.defaultFileName = "sub/x";
   dir.MakeDir("sub");

@@ -62,6 +62,18 @@ TEST(MsgEvents, ClosingAWaitedHandleFailsTheWait) {
   EXPECT_EQ(events.MsgWaitEvent(h, 0), MsgEvents::kWaitFailed);
 }
 
+TEST(MsgEvents, CallsOnAHandleThatIsGoneReportAnInvalidHandle) {
+  VirtualTimeLoop loop;
+  MsgEvents events(loop);
+  int32_t h = events.CreateEvent(true, false, "");
+  EXPECT_EQ(events.SetEvent(h), 0);
+  EXPECT_EQ(events.ResetEvent(h), 0);
+  EXPECT_EQ(events.CloseHandle(h), 0);
+  EXPECT_EQ(events.SetEvent(h), MsgEvents::kInvalidHandle);
+  EXPECT_EQ(events.ResetEvent(h), MsgEvents::kInvalidHandle);
+  EXPECT_EQ(events.CloseHandle(h), MsgEvents::kInvalidHandle);
+}
+
 TEST(MsgEvents, FileTimeArithmeticCarriesAndBorrowsAcrossBytes) {
   FileTime a = MsgEvents::ToFileTime(0x00000000FFFFFFFFll);
   FileTime one = MsgEvents::ToFileTime(1);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "platform/OleDate.hpp"
@@ -134,6 +135,35 @@ INSTANTIATE_TEST_SUITE_P(
                       ValCase{"12e", 12}, ValCase{"&HFF", 255}, ValCase{"&hffff", -1},
                       ValCase{"&H10000", 65536}, ValCase{"&O17", 15}, ValCase{"&Hxyz", 0},
                       ValCase{"12.50 mph", 12.5}, ValCase{"1,5", 1}));
+
+struct NumberTextCase {
+  const char* text;
+  bool isNumber;
+  double expected;
+};
+
+class WholeNumberText : public ::testing::TestWithParam<NumberTextCase> {};
+
+// Unlike the leading-number rule, every character must belong to the number.
+TEST_P(WholeNumberText, AcceptsOnlyATextThatIsANumber) {
+  std::optional<double> number = VbNumberText(GetParam().text);
+  ASSERT_EQ(number.has_value(), GetParam().isNumber) << GetParam().text;
+  if (number) {
+    EXPECT_DOUBLE_EQ(*number, GetParam().expected) << GetParam().text;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, WholeNumberText,
+    ::testing::Values(NumberTextCase{" 12 ", true, 12}, NumberTextCase{"-3.5", true, -3.5},
+                      NumberTextCase{".5", true, 0.5}, NumberTextCase{"5.", true, 5},
+                      NumberTextCase{"2.5E-1", true, 0.25}, NumberTextCase{"&HFF", true, 255},
+                      NumberTextCase{"&O17", true, 15}, NumberTextCase{"12abc", false, 0},
+                      NumberTextCase{"", false, 0}, NumberTextCase{"   ", false, 0},
+                      NumberTextCase{".", false, 0}, NumberTextCase{"-", false, 0},
+                      NumberTextCase{"1e", false, 0}, NumberTextCase{"1 2", false, 0},
+                      NumberTextCase{"&HXY", false, 0}, NumberTextCase{"&O8", false, 0},
+                      NumberTextCase{"&H", false, 0}));
 
 struct RoundCase {
   double value;

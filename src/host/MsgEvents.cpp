@@ -107,23 +107,27 @@ int32_t MsgEvents::MsgWaitEvent(int32_t handle, int32_t timeoutMs) {
     return true;
   };
   int32_t result = kTimedOut;
+  // Each round looks at the deadline first, then at the handle, then waits and dispatches: an
+  // event signalled by a handler that ran past the deadline reports the time-out.
   for (;;) {
     uint32_t waitMs = 60'000;
     if (bounded) {
       int64_t remaining = FromFileTime(SubtractFileTime(deadline, CurrentFileTime(loop)));
-      // A wait that has run out reports 1, whatever the inner wait last returned.
-      if (remaining <= 0) {
+      if (remaining < 0) {
         result = kTimedOut;
         break;
       }
       waitMs = static_cast<uint32_t>(std::llround(static_cast<double>(remaining) / 10000.0));
-      if (waitMs == 0) waitMs = 1;
     }
     if (checkHandle(result)) break;
+    // A wait with no time left: the inner wait would time out, which a bounded wait reports as 1.
+    if (bounded && waitMs == 0) {
+      result = kTimedOut;
+      break;
+    }
     // Wait for a message (anything to dispatch) or the time; dispatch, then look again.
     loop.PumpOnce(waitMs);
     if (!*alive) return kWaitObject0;
-    if (checkHandle(result)) break;
   }
   waitingOn_ = 0;
   return result;

@@ -43,6 +43,16 @@ TEST(Connect, ReadsTheInformationGrantsAccessAndSetsTheTorqueReleaseToTwentyWhen
   }
 }
 
+TEST(Connect, TheInformationDumpNeedsOnlyLoggingOnWhileTheMemberLinesNeedTheInterfaceFlag) {
+  // Communication errors only: logging is on, so the dump is written, but no member line.
+  test::InterfaceFixture f({}, 2);
+  auto k = f.NewInterface();
+  ASSERT_TRUE(k->Connect());
+  EXPECT_TRUE(f.LogContains("**** Current Dyne Information ****"));
+  EXPECT_FALSE(f.LogContains("clsKeloInterface: Connect"));
+  EXPECT_FALSE(f.LogContains("clsKeloInterface: Init"));
+}
+
 TEST(Connect, TheDiameterAndTheInertiaReadAreBounded) {
   struct Case {
     double diameter01mm, inertiaKg;

@@ -62,6 +62,25 @@ TEST(MsgEvents, ClosingAWaitedHandleFailsTheWait) {
   EXPECT_EQ(events.MsgWaitEvent(h, 0), MsgEvents::kWaitFailed);
 }
 
+TEST(MsgEvents, AnEventSignalledByAHandlerThatRanPastTheDeadlineReportsTheTimeOut) {
+  struct Case {
+    uint32_t handlerBusyMs;
+    int32_t expected;
+  };
+  // The handler starts at 15 ms of a 20 ms wait and keeps the loop busy before it signals.
+  for (const Case c : {Case{2, MsgEvents::kWaitObject0}, Case{10, MsgEvents::kTimedOut}}) {
+    VirtualTimeLoop loop;
+    MsgEvents events(loop);
+    int32_t h = events.CreateEvent(true, false, "");
+    loop.CallAfterUs(15'000, [&] {
+      loop.Sleep(c.handlerBusyMs);
+      events.SetEvent(h);
+    });
+    EXPECT_EQ(events.MsgWaitEvent(h, 20), c.expected) << c.handlerBusyMs;
+    events.CloseHandle(h);
+  }
+}
+
 TEST(MsgEvents, CallsOnAHandleThatIsGoneReportAnInvalidHandle) {
   VirtualTimeLoop loop;
   MsgEvents events(loop);

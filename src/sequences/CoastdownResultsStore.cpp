@@ -31,11 +31,7 @@ void CoastdownResultsStore::LoadSaveCoastdownResults(bool save) {
       r.TopSpeed = static_cast<float>(ini.GetReal(kSection, p + "TopSpeed", 0.0));
       r.BotSpeed = static_cast<float>(ini.GetReal(kSection, p + "BotSpeed", 0.0));
       r.ActualHP = static_cast<float>(ini.GetReal(kSection, p + "HP", 0.0));
-      // Not stored: start from zero.
-      r.Stopwatch = 0.0f;
-      r.CoastMs = 0;
-      r.TimeDelta = 0.0f;
-      r.PercentDelta = 0.0f;
+      // Stopwatch, CoastMs and the deltas are not stored: a load leaves them as they are.
     }
   }
 }

@@ -69,9 +69,12 @@ void CoastdownTest::Step() {
                 "\r\n" + line("Lo_Window", ctx_.params.CoastdownLo));
       }
       for (size_t i = 1; i <= 2; ++i) {
+        // The time and percent deltas keep the values of the last run until they are worked out.
         CoastdownResult& r = ctx_.results.Coastdown[i];
-        r = CoastdownResult{};
+        r.Run = false;
         r.Date = ctx_.loop.Now();
+        r.CCDT = r.TopSpeed = r.BotSpeed = r.ActualHP = r.ACDT = r.Stopwatch = 0.0f;
+        r.CoastMs = 0;
       }
       window_ = 1;
       SendTestCommand(cmd::WriteVariable, var::ASMGTRL, 0.0f);

@@ -25,8 +25,6 @@ class CoastdownTest : public SequenceBase {
 
   // One step of the stage machine.
   void PerformCoastdown();
-  void NewRun() { aborted_ = false; }
-
   bool Aborted() const { return aborted_; }
   uint8_t Window() const { return window_; }
 

@@ -52,8 +52,6 @@ class ParasiticsTest : public SequenceBase {
 
   // One step of the stage machine.
   void PerformParasitics();
-  void NewRun() { TestAborted = false; }
-
   // The fixed windows that stage 0 loads.
   static constexpr std::array<ParasiticsWindow, 5> kWindows{{
       {10.0f, 8.0f, 6.0f},

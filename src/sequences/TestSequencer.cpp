@@ -24,17 +24,9 @@ TestSequencer::~TestSequencer() {
 
 void TestSequencer::RunTestStep(int16_t curTest) {
   if (curTest != running_) {
-    // The first step of a new run: the sequence forgets the flags of its last run.
+    // The first step of a new target test: it forgets that its last run ended and takes its name.
+    // (The other sequences clear their aborted flags at their own stage 0.)
     switch (curTest) {
-      case test::Warmup:
-        warmup_.NewRun();
-        break;
-      case test::Parasitics:
-        parasitics_.NewRun();
-        break;
-      case test::Coastdown:
-        coastdown_.NewRun();
-        break;
       case test::ConstantTarget:
       case test::Asm:
       case test::VehicleSimulation:

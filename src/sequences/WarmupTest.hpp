@@ -17,9 +17,6 @@ class WarmupTest : public SequenceBase {
 
   // One step of the stage machine.
   void PerformWarmup();
-  // Forgets the flags of an earlier run (called when a new run is first stepped).
-  void NewRun() { aborted_ = false; }
-
   bool Aborted() const { return aborted_; }
 
   // How long the rolls may stand after "Motor On" before the test shows itself aborted (ms).

@@ -141,7 +141,7 @@ TEST(CoastdownResultsFile, MissingKeysReadAsNotRunAndAreWrittenBack) {
   CoastdownResultsStore(*f.ctx).LoadForStartup();
   EXPECT_FALSE(f.ctx->results.Coastdown[1].Run);
   EXPECT_EQ(f.ctx->results.Coastdown[1].ACDT, 0.0f);
-  EXPECT_EQ(f.ctx->results.Coastdown[1].CoastMs, 0) << "not stored: cleared";
+  EXPECT_EQ(f.ctx->results.Coastdown[1].CoastMs, 3000) << "not stored: left as it was";
   const std::string ini = test::ReadFile(clsIniProfile(f.host->profile).FileName());
   EXPECT_NE(ini.find("HiWinRun=False"), std::string::npos) << ini;
   EXPECT_NE(ini.find("LoWinACDT=0"), std::string::npos) << ini;

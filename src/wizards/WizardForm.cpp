@@ -51,6 +51,8 @@ WizardForm::WizardForm(const Design& design, SharedTestState& test, Notices& not
                &lblInstFrame, &lblNVVal,     &lblNV,        &lblST6,       &lblSL6,       &lblST5,
                &lblSL5,       &lblST4,       &lblSL4,       &lblST3,       &lblSL3,       &lblST2,
                &lblSL2,       &lblST1,       &lblSL1};
+  // Continue appears only when a prompt waits for it.
+  cmdContinue.SetVisible(false);
 }
 
 WizardControl* WizardForm::Control(const std::string& name) const {

@@ -76,6 +76,7 @@ TEST_F(Forms, ButtonsSetTheirFlagsAndNothingElse) {
   frmLCCal& form = forms.LoadCellForm();
   EXPECT_FALSE(forms.Press(WizardButton::Abort)) << "loaded, not shown";
   form.Show();
+  EXPECT_FALSE(forms.Press(WizardButton::Continue)) << "a form opens with Continue hidden";
   form.ShowProcessing();
   EXPECT_FALSE(forms.Press(WizardButton::Continue)) << "Continue is hidden";
   EXPECT_FALSE(test.WizardContinuePressed);

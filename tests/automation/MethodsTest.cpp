@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <string>
+#include <vector>
 
+#include "automation/MemberTable.hpp"
 #include "support/InterfaceFixture.hpp"
 
 namespace tavkelo {
@@ -143,7 +146,10 @@ TEST(StopTest, SwitchesOffWhatATargetTestSwitchedOnOrEverythingWithNoTest) {
     std::vector<std::string> commands;
     bool abortRequest;
   };
-  const Case cases[] = {{gQRTXTIASM, {"0", "B", "b"}, true}, {gQRTXTINoTest, {"0", "B", "b", "K"}, false}};
+  const Case cases[] = {{gQRTXTIConstantTarget, {"0", "B", "b"}, true},
+                        {gQRTXTIASM, {"0", "B", "b"}, true},
+                        {gQRTXTIVehSim, {"0", "B", "b"}, true},
+                        {gQRTXTINoTest, {"0", "B", "b", "K"}, false}};
   for (const auto& c : cases) {
     test::InterfaceFixture f;
     auto k = f.NewInterface();
@@ -151,6 +157,8 @@ TEST(StopTest, SwitchesOffWhatATargetTestSwitchedOnOrEverythingWithNoTest) {
     f.loop.PumpFor(1500);
     if (c.running != gQRTXTINoTest) {
       ASSERT_EQ(k->StartTest(c.running), gQRTXErrNoError);
+      f.loop.PumpFor(3000);  // the test has switched its regulation on and runs
+      ASSERT_EQ(k->CurTest(), c.running);
     }
     size_t before = f.RequestCount();
     EXPECT_EQ(k->StopTest(), gQRTXErrNoError);
@@ -160,6 +168,12 @@ TEST(StopTest, SwitchesOffWhatATargetTestSwitchedOnOrEverythingWithNoTest) {
       if (n != "C" && n != "D" && n.rfind("E", 0) != 0) commands.push_back(n);
     }
     EXPECT_EQ(commands, c.commands) << c.running;
+    if (c.running != gQRTXTINoTest) {
+      // A target test stopped by the client ends as completed, never as aborted.
+      EXPECT_TRUE(f.loop.PumpUntil([&] { return k->CurTest() == gQRTXTINoTest; }, 5000)) << c.running;
+      EXPECT_EQ(k->LastTestCompletionStatus(), gQRTXLTCSICompleted) << c.running;
+      EXPECT_EQ(f.sim.Plant().Mode(), MachineMode::Off) << c.running;
+    }
   }
 }
 
@@ -229,6 +243,64 @@ TEST_F(Methods, PlaceholdersReturnTheirFixedResults) {
     EXPECT_EQ(f.LogContains(std::string("clsKeloInterface: ") + cs.name + "(Not Implemented)\r\n"), cs.logs) << cs.name;
   }
   EXPECT_EQ(f.RequestCount(), 0u) << "placeholders send nothing";
+}
+
+// Every placeholder method, called through the member table with zero arguments (1 for the
+// enumerations that start at 1): its fixed result, its log line or none, and nothing on the wire.
+TEST_F(Methods, EveryPlaceholderMethodReturnsItsFixedResultAndSendsNothing) {
+  struct Case {
+    double result;
+    bool logs;
+    std::vector<const char*> names;
+  };
+  const Case cases[] = {
+      {1, true,
+       {"GetAnalogInputCalibration", "SetAnalogInputCalibration", "ZeroAnalogInput", "GetPIDConstants",
+        "GetManualLoadTestParameters", "SetManualLoadTestParameters", "GetVehSimTestHPIntWinErrors",
+        "GetVehSimTestHPIntWinParameters", "SetVehSimTestHPIntWinParameters"}},
+      {0, true,
+       {"PositiveVoltageSpanAnalogInput", "NegativeVoltageSpanAnalogInput", "SetPIDConstants", "ResetPIDValues",
+        "ResetParasitics", "ResetVehSimTestHPIntWinErrors", "ResetVehSimTestISE", "SetFWDBaseDistance",
+        "SetFWDBaseState", "RetractFWDBaseToLimit", "StopFWDBase", "StopRestraints"}},
+      {1, true, {"StartUsingLiveData"}},
+      {0, true, {"StartFakeDataPlayBack"}},
+      {0, false,
+       {"CenterRestraints", "EdgeRestraints", "ExtendFWDBaseToLimit", "GetCoastdownTestParameters",
+        "GetParasiticsCurves", "GetParasiticsTestParameters", "GetWarmupTestParameters"}},
+  };
+  Connect();
+  k->AutoUpdateEnabled(false);
+  f.loop.PumpFor(1500);
+  const size_t before = f.RequestCount();
+  auto number = [](const AutoValue& v) -> double {
+    if (auto* b = std::get_if<bool>(&v)) return *b ? 1 : 0;
+    if (auto* i = std::get_if<int32_t>(&v)) return *i;
+    if (auto* i = std::get_if<int16_t>(&v)) return *i;
+    return -999;  // any other result type is wrong here
+  };
+  for (const Case& c : cases) {
+    for (const char* name : c.names) {
+      const MemberInfo* member = FindMember(name, MemberKind::Method);
+      ASSERT_NE(member, nullptr) << name;
+      std::vector<AutoValue> args;
+      for (const ParamInfo& p : member->params) {
+        switch (p.type.type) {
+          case AutoType::Boolean: args.emplace_back(false); break;
+          case AutoType::Byte: args.emplace_back(uint8_t{0}); break;
+          case AutoType::Integer: args.emplace_back(int16_t{0}); break;
+          case AutoType::Long: args.emplace_back(int32_t{0}); break;
+          case AutoType::Enum: args.emplace_back(int32_t{1}); break;
+          case AutoType::Single: args.emplace_back(0.0f); break;
+          case AutoType::String: args.emplace_back(std::string("x")); break;
+          case AutoType::Void: args.emplace_back(); break;
+        }
+      }
+      EXPECT_EQ(number(member->invoke(*k, args)), c.result) << name;
+      EXPECT_EQ(f.LogContains(std::string("clsKeloInterface: ") + name + "(Not Implemented)\r\n"), c.logs) << name;
+      EXPECT_FALSE(f.LogContains(std::string("clsKeloInterface: ") + name + "...")) << name;
+    }
+  }
+  EXPECT_EQ(f.RequestCount(), before) << "placeholders send nothing";
 }
 
 }  // namespace

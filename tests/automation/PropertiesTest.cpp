@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "support/InterfaceFixture.hpp"
 
@@ -15,6 +16,41 @@ class Properties : public ::testing::Test {
   test::InterfaceFixture f;
   std::unique_ptr<clsKeloInterface> k;
 };
+
+// The controller reports over-temperature; clients see it only once it has lasted 5 s, and a
+// report that clears in between starts the wait again.
+TEST_F(Properties, AnOverTemperatureReachesClientsOnlyAfterFiveSeconds) {
+  ASSERT_TRUE(k->Connect());
+  f.loop.PumpFor(1500);
+  // The first status read that carries the bit, and when the clients first see it.
+  auto statusTimeWithBit = [&] {
+    int64_t bitAtUs = -1, seenAtUs = -1;
+    for (int i = 0; i < 2000 && seenAtUs < 0; ++i) {
+      f.loop.PumpFor(10);
+      if (bitAtUs < 0 && (f.sim.StatusWord() & (1u << status::OverTemperature)) != 0) bitAtUs = f.loop.NowUs();
+      if (k->MotorOverTemp()) seenAtUs = f.loop.NowUs();
+    }
+    return std::make_pair(bitAtUs, seenAtUs);
+  };
+  f.sim.Plant().RaiseFault(DyneFault::OverTemperature);
+  auto [raisedUs, seenUs] = statusTimeWithBit();
+  ASSERT_GE(raisedUs, 0);
+  ASSERT_GE(seenUs, 0) << "a lasting over-temperature reaches the clients";
+  EXPECT_GT(seenUs - raisedUs, 5'000'000);
+  EXPECT_LT(seenUs - raisedUs, 7'500'000) << "within a status read or two after the 5 s";
+  EXPECT_TRUE(f.ctx->store.DeviceError());
+
+  // Cleared for a while, then raised again: a new 5-second wait, and a short one never shows.
+  f.sim.Plant().ClearFault(DyneFault::OverTemperature);
+  f.loop.PumpFor(3000);
+  EXPECT_FALSE(k->MotorOverTemp());
+  f.sim.Plant().RaiseFault(DyneFault::OverTemperature);
+  f.loop.PumpFor(4000);
+  EXPECT_FALSE(k->MotorOverTemp()) << "4 s of a new over-temperature stay hidden";
+  f.sim.Plant().ClearFault(DyneFault::OverTemperature);
+  f.loop.PumpFor(3000);
+  EXPECT_FALSE(k->MotorOverTemp());
+}
 
 TEST_F(Properties, StatusFlagsComeFromTheStatusCopyAndTheAbsorbersEnableNeedsTwoMph) {
   auto& bits = f.ctx->store.StatusBitsCopy;

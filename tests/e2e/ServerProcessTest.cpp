@@ -5,7 +5,9 @@
 
 #include <chrono>
 #include <filesystem>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "E2eRig.hpp"
 #include "RemoteKeloInterface.hpp"
@@ -101,6 +103,38 @@ TEST(ServerProcess, AnAbandonedObjectIsReleasedWhenItsLeaseRunsOut) {
     EXPECT_EQ(rig.LogCount("clsKeloInterface: Class_Terminate - Complete"), 1) << rig.LogText();
   }  // an idle keep-alive connection would hold the stop back
   EXPECT_EQ(E2eRig::Stop(server), 0);
+}
+
+TEST(ServerProcess, SigtermReleasesALiveObjectWhichDisconnectsTheLink) {
+  E2eRig rig;
+  rig.WriteIni(1);
+  const std::string device = rig.StartSim(false);
+  E2eRig::Server server = rig.StartServer({"--port", "1=" + device, "--lease", "600"});
+  {
+    AutomationClient client(server.url);
+    RemoteKeloInterface k(client);
+    k.Init(true, 1, 9600, "N");
+    ASSERT_TRUE(k.Connect()) << rig.LogText();
+    k.Abandon();  // the object stays, connected, when this client goes away
+  }
+  EXPECT_EQ(AutomationClient(server.url).Request("GET", "/api/server")["objects"], 1);
+  EXPECT_EQ(rig.LogCount("clsKeloInterface: Class_Terminate"), 0);
+
+  ASSERT_EQ(E2eRig::Stop(server), 0) << Describe(*server.process);
+  EXPECT_NE(server.process->Stdout().find("TavKeloASM: stopped\n"), std::string::npos) << Describe(*server.process);
+  // The stop releases the client's object, which disconnects the link, then the server's own
+  // console object, which was never connected.
+  const std::string log = rig.LogText();
+  std::vector<std::string> released;
+  const std::string prefix = "clsKeloInterface: ";
+  for (size_t at = log.find("... Success"); (at = log.find(prefix, at)) != std::string::npos;) {
+    const size_t end = log.find("\r\n", at);
+    released.push_back(log.substr(at + prefix.size(), end - at - prefix.size()));
+    at = end;
+  }
+  const std::vector<std::string> expected = {"Class_Terminate", "DisConnect", "Disconnect...", "Class_Terminate - Complete",
+                                             "Class_Terminate", "DisConnect", "Class_Terminate - Complete"};
+  EXPECT_EQ(released, expected) << log;
 }
 
 TEST(ServerProcess, ASecondServerOfTheSameInstanceEndsAtOnceAndWritesNothing) {

@@ -156,7 +156,13 @@ TEST_F(Poller, ASuspendLetsTheOutstandingExchangeFinishFirst) {
   StartPolling();
   f.loop.PumpFor(20);  // the first request is out, its reply 150 ms away
   ASSERT_TRUE(f.ctx->poller.CIP);
+  const size_t sent = controller.Requests().size();
+  const int64_t suspendAtUs = f.loop.NowUs();
   f.ctx->polling.SuspendDyneReadings();
+  // The suspend returned once the late reply had come and was taken: no resend, no error.
+  EXPECT_GE(f.loop.NowUs() - suspendAtUs, 120'000) << "it waited for the reply";
+  EXPECT_EQ(controller.Requests().size(), sent) << "nothing was sent again";
+  EXPECT_EQ(f.ctx->store.counters.checksumErrors + f.ctx->store.counters.deviceErrors, 0);
   EXPECT_FALSE(f.ctx->poller.CIP);
   EXPECT_FALSE(f.ctx->poller.DyneReadingsBusy);
   EXPECT_FALSE(f.ctx->comm.tmrUpdateReadings.Enabled());

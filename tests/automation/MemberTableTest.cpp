@@ -5,6 +5,9 @@
 
 #include <set>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "automation/MemberTable.hpp"
 
@@ -181,6 +184,62 @@ TEST(MemberTable, OnlyMembersThatTalkToTheDyneCanWait) {
                         "SetCoastdownTestParameters", "ResetTestTime", "GetParasiticsAtSpeed", "CurTest"}) {
     EXPECT_EQ(waiting.count(n), 0u) << n;
   }
+}
+
+// Every property of the interface's property tables, with the result type the tables give.
+TEST(MemberTable, EveryPropertyReadsAsItsDocumentedType) {
+  const std::vector<std::pair<std::string, std::vector<std::string>>> byType = {
+      {"Boolean",
+       {"Active", "Connected", "AutoUpdateEnabled", "TraceMessagesOn", "UsingLiveData", "LiftStatus",
+        "LiftEnable", "MotorFault", "MotorOverTemp", "PAUIsOverTemp", "PAU1Enable", "WarmupMotorEnable",
+        "LeftRestraintIn", "RightRestraintIn", "LeftRestraintCentered", "RightRestraintCentered",
+        "RightRestraintMoving", "RetractFWDBaseEnable", "VehSimTestAugBreakingActive",
+        "VehSimTestInertiaSimEnabled", "RetraintsEdged", "LeftRestraintMoving", "LiftOverride", "EStopPressed",
+        "HasActiveRestaints", "IsFWDDyno", "CenterRestraintsEnable", "EdgeRestraintsEnable",
+        "EngageFWDBaseEnable", "ExtendFWDBaseEnable", "FWDBaseAtExtendLimit", "FWDBaseAtRetractLimit",
+        "FWDBaseLiftEnable", "FWDBaseLiftStatus", "FWDBaseMoving"}},
+      {"Integer",
+       {"SerialPort", "MeasuringDirection"}},
+      {"Long",
+       {"BaudRate", "AutoUpdateErrorCount"}},
+      {"String",
+       {"Parity"}},
+      {"Single",
+       {"TimeSinceLastUpdate", "AccumulatedTime", "SlaveVersion", "LastFakeDataReadTime", "PrimarySpeedMPH",
+        "PrimaryAccelMPHPerSec", "ParasiticsTorque", "PAUTorque", "AccumulatedMiles", "LeftWeight",
+        "RightWeight", "FrameTemp", "BearingTemp", "AvgISEPercent", "AccelTorque", "SecondarySpeedMPH",
+        "FWDSpeedMPH", "RollDiameter", "TWDEquivalentWeight", "TWDTorqueVsMPHCurveA", "TWDTorqueVsMPHCurveB",
+        "TWDTorqueVsMPHCurveC", "TWDRawTorqueVsMPHCurveA", "TWDRawTorqueVsMPHCurveB",
+        "TWDRawTorqueVsMPHCurveC", "CalArmLength", "CalWeight", "ScaleCalArmRatio", "ScaleCalWeight",
+        "PrimaryPulsesPerRev", "SecondaryPulsesPerRev", "RestraintBackoffTime", "PAUGearRatio",
+        "TempInputLowCalDegreesF", "TempInputHighCalDegreesF", "TorquePIDP", "TorquePIDI", "TorquePIDD",
+        "SpeedPIDP", "SpeedPIDI", "SpeedPIDD", "PAU1TorqueZeroVoltage", "PAU1TorquePosSpan",
+        "PAU1TorqueNegSpan", "LeftScaleZeroVoltage", "LeftScalePosSpan", "LeftScaleNegSpan",
+        "RightScaleZeroVoltage", "RightScalePosSpan", "RightScaleNegSpan", "FrameTempZeroVoltage",
+        "FrameTempPosSpan", "FrameTempNegSpan", "BearingTempZeroVoltage", "BearingTempPosSpan",
+        "BearingTempNegSpan", "FWDBaseDistanceZeroVoltage", "FWDBaseDistancePosSpan", "FWDBaseDistanceNegSpan",
+        "FWDBaseMinWheelbase", "FWDBaseMaxWheelbase", "FWDBaseEquivalentWeight", "FWDPulsesPerRev",
+        "FWDWheelBase", "FWDTorqueVsMPHCurveA", "FWDTorqueVsMPHCurveB", "FWDTorqueVsMPHCurveC",
+        "FWDRawTorqueVsMPHCurveA", "FWDRawTorqueVsMPHCurveB", "FWDRawTorqueVsMPHCurveC"}},
+      {"QRTXTestIndeces",
+       {"CurTest"}},
+      {"QRTXLTCSIndeces",
+       {"LastTestCompletionStatus"}},
+      {"Byte",
+       {"ASMTestMode"}},
+      {"QRTXCTTModeIndeces",
+       {"ConstantTargetTestMode"}},
+  };
+  size_t checked = 0;
+  for (const auto& [type, names] : byType) {
+    for (const std::string& name : names) {
+      const MemberInfo* m = FindMember(name, MemberKind::PropertyGet);
+      ASSERT_NE(m, nullptr) << name;
+      EXPECT_EQ(AutoTypeName(m->result), type) << name;
+      ++checked;
+    }
+  }
+  EXPECT_EQ(checked, 114u);
 }
 
 }  // namespace

@@ -102,7 +102,7 @@ test('polls when the stream is refused, and says so when the server is gone (nar
   assert.deepEqual(browser.errors, []);
 });
 
-test('the console connects, disconnects, starts a test and stops it', { timeout: 120000 }, async (t) => {
+test('the console connects, disconnects, starts a warm-up whose motor turns the rolls, and stops it', { timeout: 120000 }, async (t) => {
   const { server, page, browser, finish } = await setUp(t);
   await page.goto(`${server.url}/`);
   await waitConnected(page);
@@ -122,6 +122,11 @@ test('the console connects, disconnects, starts a test and stops it', { timeout:
   await waitFor(async () => (await page.textContent('#test-current')) === 'Warm-Up', { message: 'the warm-up to run' });
   assert.equal(await page.textContent('#test-completion'), '1 in progress');
   assert.equal(await page.getAttribute('#test-completion', 'data-status'), '1');
+  // The warm-up's motor spins the rolls: the "Motor on" lamp lights and the speed climbs.
+  await waitFor(async () => (await page.getAttribute('#status-bits li[data-bit="15"]', 'data-on')) === 'true',
+                { timeoutMs: 15000, message: 'the "Motor on" lamp' });
+  await waitFor(async () => number(await page.textContent('#speed')) > 10,
+                { timeoutMs: 30000, intervalMs: 200, message: 'the speed to rise while the motor runs' });
 
   await page.click('#test-stop');
   await waitFor(async () => (await page.textContent('#console-result')) === 'Stop test: No Error',

@@ -181,22 +181,28 @@ int main(int argc, char** argv) {
     return 4;
   }
   if (connectPort < 0 && simulate) connectPort = 1;
-  if (connectPort > 0) {
-    server.Console().Init(true, static_cast<int16_t>(connectPort), 9600, "N");
-    if (!server.Console().Connect()) {
-      std::fprintf(stderr, "TavKeloASM: the console could not connect to port %d (%s)\n", connectPort,
-                   ports.Describe(static_cast<int16_t>(connectPort)).c_str());
-    }
-  }
-
-  std::printf("TavKeloASM %s serving http://%s:%d/ (pid %d)\n", hostContext.ProgramVersionText.c_str(),
-              host.c_str(), server.Port(), static_cast<int>(::getpid()));
-  for (int16_t p = 1; p <= 2; ++p) std::printf("  port %d: %s\n", p, ports.Describe(p).c_str());
-  if (connectPort > 0) {
-    std::printf("  console connected to port %d: %s\n", connectPort, server.Console().Connected() ? "yes" : "no");
-  }
-  std::printf("Stop with Ctrl-C or SIGTERM.\n");
-  std::fflush(stdout);
+  // The console connects as a call that can wait, run by the loop like a client's: clients that
+  // call while it connects are queued behind it instead of running inside its wait.
+  loop.Post(
+      [&] {
+        if (connectPort > 0) {
+          server.Console().Init(true, static_cast<int16_t>(connectPort), 9600, "N");
+          if (!server.Console().Connect()) {
+            std::fprintf(stderr, "TavKeloASM: the console could not connect to port %d (%s)\n", connectPort,
+                         ports.Describe(static_cast<int16_t>(connectPort)).c_str());
+          }
+        }
+        std::printf("TavKeloASM %s serving http://%s:%d/ (pid %d)\n", hostContext.ProgramVersionText.c_str(),
+                    host.c_str(), server.Port(), static_cast<int>(::getpid()));
+        for (int16_t p = 1; p <= 2; ++p) std::printf("  port %d: %s\n", p, ports.Describe(p).c_str());
+        if (connectPort > 0) {
+          std::printf("  console connected to port %d: %s\n", connectPort,
+                      server.Console().Connected() ? "yes" : "no");
+        }
+        std::printf("Stop with Ctrl-C or SIGTERM.\n");
+        std::fflush(stdout);
+      },
+      CallKind::CanWait);
   loop.Run();
   std::printf("TavKeloASM: stopped\n");
   return 0;

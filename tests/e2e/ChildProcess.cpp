@@ -44,6 +44,9 @@ ChildProcess::ChildProcess(std::vector<std::string> argv, const Environment& env
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, outPipe[1], 1);
   posix_spawn_file_actions_adddup2(&actions, errFd, 2);
+  // Nothing else of this test process reaches the child: a socket that another thread of the test
+  // opens meanwhile would otherwise stay open in the child after the test closes it.
+  posix_spawn_file_actions_addclosefrom_np(&actions, 3);
   // The child starts with no blocked signals and the default handling of those we send it.
   posix_spawnattr_t attr;
   posix_spawnattr_init(&attr);

@@ -85,8 +85,8 @@ std::string E2eRig::StartSim(bool tcp) {
   throw std::runtime_error("kelo-sim serves somewhere else: " + *line);
 }
 
-E2eRig::Server E2eRig::StartServer(const std::vector<std::string>& args) {
-  std::vector<std::string> argv{kServerExe, "--instance", Instance(), "--listen", "127.0.0.1:0", "--ini", IniPath()};
+E2eRig::Server E2eRig::StartServer(const std::vector<std::string>& args, const std::string& listen) {
+  std::vector<std::string> argv{kServerExe, "--instance", Instance(), "--listen", listen, "--ini", IniPath()};
   argv.insert(argv.end(), args.begin(), args.end());
   Server server;
   server.process = std::make_unique<ChildProcess>(argv, Env());

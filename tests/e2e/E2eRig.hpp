@@ -53,7 +53,7 @@ class E2eRig {
     std::unique_ptr<ChildProcess> process;
     std::string url;
   };
-  Server StartServer(const std::vector<std::string>& args);
+  Server StartServer(const std::vector<std::string>& args, const std::string& listen = "127.0.0.1:0");
   // SIGTERM and the exit status.
   static std::optional<int> Stop(Server& server);
 

@@ -3,6 +3,13 @@
 // name; the registration switches; bad options; a clean stop on SIGTERM.
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <httplib.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -135,6 +142,51 @@ TEST(ServerProcess, SigtermReleasesALiveObjectWhichDisconnectsTheLink) {
   const std::vector<std::string> expected = {"Class_Terminate", "DisConnect", "Disconnect...", "Class_Terminate - Complete",
                                              "Class_Terminate", "DisConnect", "Class_Terminate - Complete"};
   EXPECT_EQ(released, expected) << log;
+}
+
+TEST(ServerProcess, ClientsCreatingObjectsWhileTheConsoleConnectsWaitTheirTurn) {
+  // A free loopback port, so that a client can knock before the server says where it serves.
+  int port = 0;
+  {
+    const int probe = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof addr;
+    ASSERT_EQ(::bind(probe, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+    ::getsockname(probe, reinterpret_cast<sockaddr*>(&addr), &len);
+    ::close(probe);
+    port = ntohs(addr.sin_port);
+  }
+  std::atomic<bool> done{false};
+  std::atomic<int> created{0}, attempts{0};
+  std::thread knocking([&] {
+    const auto deadline = Clock::now() + Millis(30000);
+    while (!done && Clock::now() < deadline) {
+      httplib::Client client("127.0.0.1", port);
+      client.set_connection_timeout(0, 200'000);
+      ++attempts;
+      if (auto r = client.Post("/automation/objects", "{}", "application/json"); r && r->status == 201) ++created;
+      std::this_thread::sleep_for(Millis(5));
+    }
+  });
+  struct JoinAtEnd {  // also when the start fails and throws
+    std::atomic<bool>& done;
+    std::thread& thread;
+    ~JoinAtEnd() {
+      done = true;
+      thread.join();
+    }
+  } joinAtEnd{done, knocking};
+  E2eRig rig;
+  rig.WriteIni(1);
+  E2eRig::Server server = rig.StartServer({"--simulate"}, "127.0.0.1:" + std::to_string(port));
+  EXPECT_NE(server.process->Stdout().find("console connected to port 1: yes"), std::string::npos)
+      << Describe(*server.process);
+  EXPECT_EQ(PollUntil([&] { return created.load() >= 3; }, true), true) << attempts << " attempts";
+  done = true;
+  EXPECT_GE(AutomationClient(server.url).Request("GET", "/api/server")["objects"].get<int>(), 3);
+  ASSERT_EQ(E2eRig::Stop(server), 0) << Describe(*server.process);
 }
 
 TEST(ServerProcess, ASecondServerOfTheSameInstanceEndsAtOnceAndWritesNothing) {

@@ -21,23 +21,36 @@ AutomationClient::AutomationClient(const std::string& baseUrl) : baseUrl_(baseUr
     }
   }
   if (host_.empty()) throw ClientError(0, "bad server address " + baseUrl + " (expected http://host:port)");
-  http_ = std::make_unique<httplib::Client>(host_, port_);
-  http_->set_tcp_nodelay(true);
-  http_->set_keep_alive(true);
-  http_->set_read_timeout(120, 0);
 }
 
 AutomationClient::~AutomationClient() = default;
 
 nlohmann::json AutomationClient::Request(const std::string& method, const std::string& path,
                                          const nlohmann::json& body) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  return Send(mutex_, http_, method, path, body);
+}
+
+nlohmann::json AutomationClient::SideRequest(const std::string& method, const std::string& path,
+                                             const nlohmann::json& body) {
+  return Send(sideMutex_, sideHttp_, method, path, body);
+}
+
+nlohmann::json AutomationClient::Send(std::mutex& mutex, std::unique_ptr<httplib::Client>& http,
+                                      const std::string& method, const std::string& path,
+                                      const nlohmann::json& body) {
+  std::lock_guard<std::mutex> lock(mutex);
+  if (!http) {
+    http = std::make_unique<httplib::Client>(host_, port_);
+    http->set_tcp_nodelay(true);
+    http->set_keep_alive(true);
+    http->set_read_timeout(120, 0);
+  }
   const std::string text = body.is_null() ? std::string("{}") : body.dump();
   auto send = [&]() -> httplib::Result {
-    if (method == "GET") return http_->Get(path.c_str());
-    if (method == "POST") return http_->Post(path.c_str(), text, "application/json");
-    if (method == "PUT") return http_->Put(path.c_str(), text, "application/json");
-    if (method == "DELETE") return http_->Delete(path.c_str());
+    if (method == "GET") return http->Get(path.c_str());
+    if (method == "POST") return http->Post(path.c_str(), text, "application/json");
+    if (method == "PUT") return http->Put(path.c_str(), text, "application/json");
+    if (method == "DELETE") return http->Delete(path.c_str());
     throw ClientError(0, "unknown method " + method);
   };
   httplib::Result res = send();
@@ -111,7 +124,7 @@ void RemoteObject::StartRenewing() {
     while (!stop_.wait_for(lock, period, [this] { return stopping_; })) {
       lock.unlock();
       try {
-        client_.Request("POST", "/automation/objects/" + id_ + "/ping");
+        client_.SideRequest("POST", "/automation/objects/" + id_ + "/ping");
       } catch (const ClientError&) {
         // A missed ping is retried at the next period; the lease allows for two.
       }

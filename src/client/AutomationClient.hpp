@@ -41,6 +41,10 @@ class AutomationClient {
   // One request; throws ClientError for a refused call. Thread-safe.
   nlohmann::json Request(const std::string& method, const std::string& path,
                          const nlohmann::json& body = nlohmann::json());
+  // The same on a connection of its own, so that it is not held up by a long call on the main
+  // one (the objects' lease renewals go this way).
+  nlohmann::json SideRequest(const std::string& method, const std::string& path,
+                             const nlohmann::json& body = nlohmann::json());
   const std::string& BaseUrl() const { return baseUrl_; }
 
   nlohmann::json TypeLibrary() { return Request("GET", "/automation/typelib"); }
@@ -54,8 +58,14 @@ class AutomationClient {
   std::string baseUrl_;
   std::string host_;
   int port_ = 5180;
+  // One request on `http` (connected on first use), holding `mutex`.
+  nlohmann::json Send(std::mutex& mutex, std::unique_ptr<httplib::Client>& http, const std::string& method,
+                      const std::string& path, const nlohmann::json& body);
+
   std::mutex mutex_;
   std::unique_ptr<httplib::Client> http_;
+  std::mutex sideMutex_;
+  std::unique_ptr<httplib::Client> sideHttp_;
 };
 
 // One object on the server. It is created (or taken over) with the instance and renewed in the

@@ -110,6 +110,32 @@ nlohmann::json AutomationServer::OnLoop(bool canWait, const std::function<nlohma
   return loop_.Invoke(fn, canWait ? CallKind::CanWait : CallKind::NeverWaits);
 }
 
+nlohmann::json AutomationServer::CallOnObject(const std::string& id, bool canWait,
+                                              const std::function<nlohmann::json(clsKeloInterface&)>& fn) {
+  struct EndCall {
+    ObjectRegistry& registry;
+    const std::string& id;
+    ~EndCall() { registry.EndCall(id); }
+  };
+  if (!canWait) {
+    return OnLoop(false, [&] {
+      clsKeloInterface* object = registry_.BeginCall(id);
+      if (object == nullptr) return nlohmann::json(nullptr);
+      EndCall end{registry_, id};
+      return fn(*object);
+    });
+  }
+  // A call that can wait may queue behind another client's long call: it is under way from the
+  // moment it arrives, so the object does not expire while it waits its turn.
+  bool arrived = OnLoop(false, [&] { return nlohmann::json(registry_.BeginCall(id) != nullptr); }).get<bool>();
+  if (!arrived) return nlohmann::json(nullptr);
+  return OnLoop(true, [&] {
+    EndCall end{registry_, id};
+    clsKeloInterface* object = registry_.Find(id);
+    return object == nullptr ? nlohmann::json(nullptr) : fn(*object);
+  });
+}
+
 void AutomationServer::Handle(httplib::Response& res, const std::function<std::pair<int, nlohmann::json>()>& fn) {
   int status = 200;
   nlohmann::json body;
@@ -208,10 +234,8 @@ void AutomationServer::AutomationRoutes() {
                   for (const ParamInfo& p : m->params) known = known || p.name == key;
                   if (!known) throw ApiError(400, name + " takes no query parameter " + key);
                 }
-                nlohmann::json value = OnLoop(m->canWait, [&] {
-                  clsKeloInterface* object = registry_.Use(id);
-                  if (object == nullptr) return nlohmann::json(nullptr);
-                  return nlohmann::json{{"value", ValueToJson(m->invoke(*object, args))}};
+                nlohmann::json value = CallOnObject(id, m->canWait, [&](clsKeloInterface& object) {
+                  return nlohmann::json{{"value", ValueToJson(m->invoke(object, args))}};
                 });
                 if (value.is_null()) throw ApiError(404, "unknown object " + id + " (released, or its lease ran out)");
                 return std::make_pair(200, value);
@@ -233,13 +257,11 @@ void AutomationServer::AutomationRoutes() {
                 nlohmann::json body = ParseBody(req);
                 if (!body.contains("value")) throw ApiError(400, "the body needs {\"value\": ...}");
                 std::vector<AutoValue> args{ArgumentFromJson(body["value"], m->params[0])};
-                nlohmann::json done = OnLoop(m->canWait, [&] {
-                  clsKeloInterface* object = registry_.Use(id);
-                  if (object == nullptr) return nlohmann::json(false);
-                  m->invoke(*object, args);
+                nlohmann::json done = CallOnObject(id, m->canWait, [&](clsKeloInterface& object) {
+                  m->invoke(object, args);
                   return nlohmann::json(true);
                 });
-                if (!done.get<bool>()) throw ApiError(404, "unknown object " + id + " (released, or its lease ran out)");
+                if (done.is_null()) throw ApiError(404, "unknown object " + id + " (released, or its lease ran out)");
                 return std::make_pair(200, nlohmann::json{{"value", body["value"]}});
               });
             });
@@ -254,10 +276,8 @@ void AutomationServer::AutomationRoutes() {
                  nlohmann::json body = ParseBody(req);
                  std::vector<AutoValue> args =
                      ArgumentsFromJson(*m, body.contains("args") ? body["args"] : nlohmann::json());
-                 nlohmann::json answer = OnLoop(m->canWait, [&] {
-                   clsKeloInterface* object = registry_.Use(id);
-                   if (object == nullptr) return nlohmann::json(nullptr);
-                   AutoValue result = m->invoke(*object, args);
+                 nlohmann::json answer = CallOnObject(id, m->canWait, [&](clsKeloInterface& object) {
+                   AutoValue result = m->invoke(object, args);
                    return CallResultJson(*m, result, args);
                  });
                  if (answer.is_null()) throw ApiError(404, "unknown object " + id + " (released, or its lease ran out)");

@@ -64,6 +64,10 @@ class AutomationServer {
   void DashboardRoutes();
   // Runs fn on the loop as a call that can wait or not, and returns its JSON.
   nlohmann::json OnLoop(bool canWait, const std::function<nlohmann::json()>& fn);
+  // Runs fn on the object as one call of its client (see ObjectRegistry::BeginCall); a call that
+  // can wait renews the lease as soon as it arrives, too. Null when there is no such object.
+  nlohmann::json CallOnObject(const std::string& id, bool canWait,
+                              const std::function<nlohmann::json(clsKeloInterface&)>& fn);
   void Handle(httplib::Response& res, const std::function<std::pair<int, nlohmann::json>()>& fn);
   void ReleaseLater(std::vector<std::unique_ptr<clsKeloInterface>> objects);
 

@@ -31,11 +31,24 @@ ObjectRegistry::Created ObjectRegistry::Create(int leaseSeconds) {
   return {id, lease};
 }
 
-clsKeloInterface* ObjectRegistry::Use(const std::string& id) {
+clsKeloInterface* ObjectRegistry::Find(const std::string& id) const {
+  auto it = objects_.find(id);
+  return it == objects_.end() ? nullptr : it->second.object.get();
+}
+
+clsKeloInterface* ObjectRegistry::BeginCall(const std::string& id) {
   auto it = objects_.find(id);
   if (it == objects_.end()) return nullptr;
   it->second.renewedTick = ctx_.loop.TickCount();
+  ++it->second.callsUnderWay;
   return it->second.object.get();
+}
+
+void ObjectRegistry::EndCall(const std::string& id) {
+  auto it = objects_.find(id);
+  if (it == objects_.end()) return;  // released meanwhile
+  it->second.renewedTick = ctx_.loop.TickCount();
+  --it->second.callsUnderWay;
 }
 
 bool ObjectRegistry::Ping(const std::string& id, int& leaseSeconds) {
@@ -59,7 +72,7 @@ std::vector<std::unique_ptr<clsKeloInterface>> ObjectRegistry::TakeExpired() {
   uint32_t now = ctx_.loop.TickCount();
   for (auto it = objects_.begin(); it != objects_.end();) {
     uint32_t idleMs = now - it->second.renewedTick;
-    if (idleMs > static_cast<uint32_t>(it->second.leaseSeconds) * 1000u) {
+    if (it->second.callsUnderWay == 0 && idleMs > static_cast<uint32_t>(it->second.leaseSeconds) * 1000u) {
       expired.push_back(std::move(it->second.object));
       it = objects_.erase(it);
     } else {

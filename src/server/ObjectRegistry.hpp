@@ -26,8 +26,12 @@ class ObjectRegistry {
   };
   // Creates an object (its creation runs Class_Initialize). leaseSeconds <= 0 takes the default.
   Created Create(int leaseSeconds);
-  // The object with this id (renewing its lease), or nullptr.
-  clsKeloInterface* Use(const std::string& id);
+  // The object with this id, or nullptr; renews nothing.
+  clsKeloInterface* Find(const std::string& id) const;
+  // A call on the object begins or ends: both renew the lease, and an object with a call under
+  // way does not expire (its client is waiting for the answer, not gone).
+  clsKeloInterface* BeginCall(const std::string& id);
+  void EndCall(const std::string& id);
   bool Ping(const std::string& id, int& leaseSeconds);
   // Takes the object out of the registry; the caller releases it (its release can wait).
   std::unique_ptr<clsKeloInterface> Take(const std::string& id);
@@ -42,6 +46,7 @@ class ObjectRegistry {
     std::unique_ptr<clsKeloInterface> object;
     int leaseSeconds = 0;
     uint32_t renewedTick = 0;
+    int callsUnderWay = 0;
   };
   std::string NewId();
 

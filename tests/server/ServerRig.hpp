@@ -56,6 +56,8 @@ class ServerRig {
   }
   // Lets loop time pass: the poller, the lease timer and the releases run.
   void PassTime(uint32_t ms) { loop_->PumpFor(ms); }
+  // Loop time in seconds (read while nothing pumps).
+  double NowS() const { return static_cast<double>(loop_->NowUs()) / 1e6; }
   int LogCount(const std::string& text) const;
 
  private:

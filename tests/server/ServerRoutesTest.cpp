@@ -214,6 +214,26 @@ TEST_F(ServerRoutes, LeasesRunOutUnlessPingsOrCallsRenewThem) {
   EXPECT_EQ(rig.Request("GET", used + "/properties/PrimarySpeedMPH").status, 404);
 }
 
+TEST_F(ServerRoutes, AnObjectDoesNotExpireDuringItsOwnLongCall) {
+  const std::string o = NewObject(R"({"leaseSeconds": 2})");
+  ASSERT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status, 200);
+  ASSERT_EQ(rig.Request("POST", o + "/methods/Connect", "{}").json["result"], true);
+  ASSERT_EQ(rig.Request("POST", o + "/methods/StartTest", R"({"args": [1]})").json["result"], 0);
+  for (int i = 0; i < 6; ++i) {  // the warm-up's motor runs the rolls up; the client pings
+    ASSERT_EQ(rig.Request("POST", o + "/ping", "{}").status, 200);
+    rig.PassTime(1500);
+  }
+  ASSERT_EQ(rig.Request("POST", o + "/ping", "{}").status, 200);
+  // DisConnect stops the warm-up and waits until the dyne is at rest, longer than the lease.
+  const double before = rig.NowS();
+  EXPECT_EQ(rig.Request("POST", o + "/methods/DisConnect", "{}").status, 200);
+  EXPECT_GT(rig.NowS() - before, 3.0) << "the call outlasted the lease and the lease timer's look";
+  EXPECT_EQ(rig.Request("GET", o + "/properties/Connected").json, (json{{"value", false}}));
+  EXPECT_EQ(Objects(), 1);
+  rig.PassTime(3001);
+  EXPECT_EQ(Objects(), 0) << "idle afterwards, it expires as usual";
+}
+
 TEST_F(ServerRoutes, ReadsAreAnsweredWhileAnotherClientCommandsTheDyne) {
   const std::string o = NewObject();
   ASSERT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status, 200);

@@ -27,7 +27,20 @@ if [[ "${1:-}" == "--test" ]]; then
   fi
 fi
 
+node_check() {  # playwright-core needs Node.js 20 or later
+  if [[ "${1:-}" == "--test" ]] && command -v node >/dev/null 2>&1; then
+    local major
+    major=$(node -p 'process.versions.node.split(".")[0]' 2>/dev/null || echo 0)
+    if (( major < 20 )); then
+      echo "The browser tests need Node.js 20 or later; this machine has $(node --version)." >&2
+      echo "Install a newer Node.js (with its npm) and run the tests again." >&2
+      exit 1
+    fi
+  fi
+}
+
 if [[ ${#missing[@]} -eq 0 ]]; then
+  node_check "${1:-}"
   exit 0
 fi
 
@@ -42,3 +55,4 @@ fi
 export DEBIAN_FRONTEND=noninteractive
 "${sudo_cmd[@]}" apt-get update -q
 "${sudo_cmd[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"
+node_check "${1:-}"

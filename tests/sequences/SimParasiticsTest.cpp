@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 #include "SequenceRig.hpp"
@@ -25,6 +26,8 @@ TEST(SimParasitics, RecoversTheSimulatorsLossCurveThroughTheLeastSquaresFit) {
   const ReadingsStore& s = rig.f.ctx->store;
   for (auto [mph, device] : {std::pair{15.0, s.Losses15Mph}, std::pair{25.0, s.Losses25Mph}}) {
     EXPECT_NEAR(device / 74.57, loss.PowerHp(mph), 0.03 * loss.PowerHp(mph)) << mph;
+    std::printf("loss at %.0f mph: recovered %.4f HP, simulator's curve %.4f HP (%+.2f%%)\n", mph, device / 74.57,
+                loss.PowerHp(mph), (device / 74.57 / loss.PowerHp(mph) - 1.0) * 100.0);
   }
   // The fit is the least-squares quadratic through the measured loss torques.
   const ParasiticsResult& r = rig.sequencer.Parasitics().ParasiticsResults;

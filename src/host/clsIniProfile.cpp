@@ -1,8 +1,5 @@
 #include "host/clsIniProfile.hpp"
 
-#include <algorithm>
-#include <cctype>
-
 #include "host/Notices.hpp"
 #include "host/PrivateProfile.hpp"
 #include "platform/OleDate.hpp"
@@ -38,9 +35,7 @@ std::string clsIniProfile::GetText(const std::string& Section, const std::string
 
 bool clsIniProfile::ParseProfileBoolean(const std::string& text) {
   if (VbVal(text) != 0.0) return true;
-  std::string upper = text;
-  std::transform(upper.begin(), upper.end(), upper.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  const std::string upper = VbUCase(text);
   return upper == "YES" || upper == "Y" || upper == "TRUE" || upper == "T";
 }
 
@@ -98,9 +93,7 @@ void clsIniProfile::GetValue(const std::string& Section, const std::string& Keyw
   auto defaultBool = [&]() -> bool {
     if (auto* b = std::get_if<bool>(&DefaultValue)) return *b;
     if (auto* s = std::get_if<std::string>(&DefaultValue)) {
-      std::string upper = *s;
-      std::transform(upper.begin(), upper.end(), upper.begin(),
-                     [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+      const std::string upper = VbUCase(*s);
       if (upper == "TRUE") return true;
       if (upper == "FALSE") return false;
     }

@@ -2,14 +2,13 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <cctype>
 #include <ctime>
 
 #include "ProgramVersion.hpp"
 #include "host/HostContext.hpp"
 #include "host/clsIniProfile.hpp"
 #include "platform/OleDate.hpp"
+#include "platform/VbConvert.hpp"
 #include "platform/VbError.hpp"
 #include "platform/VbFormat.hpp"
 #include "runtime/EventLoop.hpp"
@@ -17,9 +16,7 @@
 namespace tavkelo {
 
 std::string FindRegistrationSwitch(const std::string& commandLine) {
-  std::string upper = commandLine;
-  std::transform(upper.begin(), upper.end(), upper.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  const std::string upper = VbUCase(commandLine);
   for (const char* sw : {"/UNREG", "-UNREG", "/REG", "-REG"}) {
     if (upper.find(sw) != std::string::npos) return sw;
   }

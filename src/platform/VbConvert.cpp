@@ -100,6 +100,12 @@ double VbVal(std::string_view text) {
   return std::strtod(number.c_str(), nullptr);
 }
 
+std::string VbUCase(std::string_view text) {
+  std::string upper(text);
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return upper;
+}
+
 std::optional<double> VbNumberText(std::string_view text) {
   size_t begin = 0, end = text.size();
   while (begin < end && IsBlank(text[begin])) ++begin;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace tavkelo {
@@ -14,6 +15,9 @@ namespace tavkelo {
 // (a value that fits 16 bits is read as a 16-bit signed value, as the classic runtime does).
 // No number at all gives 0.
 double VbVal(std::string_view text);
+
+// UCase: the text with its ASCII letters in upper case.
+std::string VbUCase(std::string_view text);
 
 // The number a whole text stands for, as the classic conversions (CDbl, CInt) read a text: blanks
 // around it allowed, "&H"/"&O" numbers too; nothing when any other character stands in it.

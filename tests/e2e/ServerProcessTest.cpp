@@ -3,11 +3,7 @@
 // name; the registration switches; bad options; a clean stop on SIGTERM.
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <httplib.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -18,6 +14,7 @@
 
 #include "E2eRig.hpp"
 #include "RemoteKeloInterface.hpp"
+#include "support/LoopbackSocket.hpp"
 
 namespace tavkelo::e2e {
 namespace {
@@ -146,18 +143,7 @@ TEST(ServerProcess, SigtermReleasesALiveObjectWhichDisconnectsTheLink) {
 
 TEST(ServerProcess, ClientsCreatingObjectsWhileTheConsoleConnectsWaitTheirTurn) {
   // A free loopback port, so that a client can knock before the server says where it serves.
-  int port = 0;
-  {
-    const int probe = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof addr;
-    ASSERT_EQ(::bind(probe, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
-    ::getsockname(probe, reinterpret_cast<sockaddr*>(&addr), &len);
-    ::close(probe);
-    port = ntohs(addr.sin_port);
-  }
+  const int port = test::LoopbackSocket(false).Port();
   std::atomic<bool> done{false};
   std::atomic<int> created{0}, attempts{0};
   std::thread knocking([&] {

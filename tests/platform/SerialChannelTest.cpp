@@ -1,10 +1,8 @@
 // The descriptor-based lines on the real-time loop: bytes both ways over a pseudo-terminal and
 // over TCP, and the other end going away, which closes the port and raises the line-error event
 // instead of failing later or crashing. The loop waits on the descriptors, bounded by a limit.
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -16,6 +14,7 @@
 #include "platform/TermiosSerialChannel.hpp"
 #include "runtime/RealTimeLoop.hpp"
 #include "sim/PseudoTerminal.hpp"
+#include "support/LoopbackSocket.hpp"
 
 namespace tavkelo {
 namespace {
@@ -26,10 +25,9 @@ constexpr int64_t kLimitMs = 5000;
 struct FarEnd {
   int fd = -1;
   std::unique_ptr<PseudoTerminal> pty;
-  int listener = -1;
+  std::unique_ptr<test::LoopbackSocket> listener;
   ~FarEnd() {
     if (fd >= 0) ::close(fd);
-    if (listener >= 0) ::close(listener);
   }
   void Write(const std::string& bytes) const { ASSERT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size())); }
   std::string Read() const {
@@ -60,17 +58,11 @@ void OpenOverAPseudoTerminal(EventLoop& loop, Line& line) {
 }
 
 void OpenOverTcp(EventLoop& loop, Line& line) {
-  line.far.listener = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in addr{};
-  addr.sin_family = AF_INET;
-  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  EXPECT_EQ(::bind(line.far.listener, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
-  EXPECT_EQ(::listen(line.far.listener, 1), 0);
-  socklen_t len = sizeof addr;
-  ::getsockname(line.far.listener, reinterpret_cast<sockaddr*>(&addr), &len);
-  line.channel = std::make_unique<TcpSerialChannel>(loop, "socket://127.0.0.1:" + std::to_string(ntohs(addr.sin_port)));
+  line.far.listener = std::make_unique<test::LoopbackSocket>(true);
+  line.channel =
+      std::make_unique<TcpSerialChannel>(loop, "socket://127.0.0.1:" + std::to_string(line.far.listener->Port()));
   EXPECT_TRUE(line.channel->Open()) << line.channel->LastError();
-  line.far.fd = ::accept(line.far.listener, nullptr, nullptr);
+  line.far.fd = ::accept(line.far.listener->Fd(), nullptr, nullptr);
   EXPECT_GE(line.far.fd, 0);
   line.far.MakeNonBlocking();
 }

@@ -17,7 +17,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <future>
 #include <memory>
@@ -34,6 +33,7 @@
 #include "server/AutomationServer.hpp"
 #include "server/KeloEngine.hpp"
 #include "server/PortMap.hpp"
+#include "support/TempDir.hpp"
 
 namespace tavkelo {
 namespace {
@@ -48,13 +48,10 @@ constexpr int kWarmUpRequests = 200;
 class InProcessServer {
  public:
   InProcessServer() {
-    char pattern[] = "/tmp/tavkelo-bench-http-XXXXXX";
-    folder_ = ::mkdtemp(pattern);
-    std::filesystem::create_directories(folder_ + "/bin");
     HostOptions options;
-    options.programFilePath = folder_ + "/bin/TavKeloASM";
-    options.iniPath = folder_ + "/TavKeloASM.INI";
-    options.instanceLockPath = folder_ + "/TavKeloASM.lock";
+    options.programFilePath = folder_.MakeDir("bin") + "/TavKeloASM";
+    options.iniPath = folder_.File("TavKeloASM.INI");
+    options.instanceLockPath = folder_.File("TavKeloASM.lock");
     options.semaphoreSuffix = ".bench-http." + std::to_string(::getpid());
     options.echoNotices = false;
     host_ = std::make_unique<HostContext>(loop_, options);
@@ -96,8 +93,6 @@ class InProcessServer {
     NamedSemaphore::Remove("KeloReadingsLock" + host_->options.semaphoreSuffix);
     NamedSemaphore::Remove("KeloInterfaceLock" + host_->options.semaphoreSuffix);
     host_.reset();
-    std::error_code ec;
-    std::filesystem::remove_all(folder_, ec);
   }
 
   int Port() const { return server_->Port(); }
@@ -106,7 +101,7 @@ class InProcessServer {
   uint64_t PollCycles() const { return server_->Feed().Sequence(); }
 
  private:
-  std::string folder_;
+  test::TempDir folder_;
   RealTimeLoop loop_;
   std::unique_ptr<HostContext> host_;
   std::unique_ptr<KeloEngine> engine_;

@@ -7,7 +7,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -19,6 +18,7 @@
 #include "sequences/TestSequencer.hpp"
 #include "sequences/modMath.hpp"
 #include "sim/KeloController.hpp"
+#include "support/TempDir.hpp"
 
 namespace tavkelo {
 namespace {
@@ -27,12 +27,9 @@ namespace {
 class BenchRig {
  public:
   BenchRig() {
-    char pattern[] = "/tmp/tavkelo-bench-XXXXXX";
-    folder_ = ::mkdtemp(pattern);
-    std::filesystem::create_directories(folder_ + "/bin");
     HostOptions options;
-    options.programFilePath = folder_ + "/bin/TavKeloASM";
-    options.instanceLockPath = folder_ + "/TavKeloASM.lock";
+    options.programFilePath = folder_.MakeDir("bin") + "/TavKeloASM";
+    options.instanceLockPath = folder_.File("TavKeloASM.lock");
     options.semaphoreSuffix =
         ".bench." + std::to_string(::getpid()) + "." + std::to_string(++instances_);
     options.echoNotices = false;
@@ -65,7 +62,6 @@ class BenchRig {
     ctx_.reset();
     NamedSemaphore::Remove("KeloReadingsLock" + suffix);
     NamedSemaphore::Remove("KeloInterfaceLock" + suffix);
-    std::filesystem::remove_all(folder_);
   }
 
   // Runs one whole test as StartTest starts it; returns the simulated seconds it took.
@@ -86,7 +82,7 @@ class BenchRig {
 
  private:
   static inline int instances_ = 0;
-  std::string folder_;
+  test::TempDir folder_;
   VirtualTimeLoop loop_;
   std::unique_ptr<HostContext> host_;
   std::unique_ptr<KeloContext> ctx_;

@@ -11,12 +11,6 @@
 namespace tavkelo {
 namespace {
 
-size_t Occurrences(const std::string& text, const std::string& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
-  return n;
-}
-
 TEST(SimRerun, AStopBeforeTheFirstStepAfterAnAbortedRunLetsStageZeroRunFirst) {
   struct Case {
     int16_t index;
@@ -38,13 +32,13 @@ TEST(SimRerun, AStopBeforeTheFirstStepAfterAnAbortedRunLetsStageZeroRunFirst) {
     rig.Stop();
     ASSERT_TRUE(rig.RunToEnd(300.0));
     ASSERT_EQ(rig.T().LastTestCompletionStatus, ltcs::Aborted);
-    ASSERT_EQ(Occurrences(rig.f.LogText(), c.parameters), 1u);
+    ASSERT_EQ(rig.f.LogCount(c.parameters), 1);
 
     rig.Start(c.index);
     rig.Stop();
     ASSERT_TRUE(rig.RunToEnd(300.0));
     EXPECT_EQ(rig.T().LastTestCompletionStatus, ltcs::Aborted);
-    EXPECT_EQ(Occurrences(rig.f.LogText(), c.parameters), 2u) << "stage 0 ran in the second run";
+    EXPECT_EQ(rig.f.LogCount(c.parameters), 2) << "stage 0 ran in the second run";
     const std::vector<std::string> second = rig.Commands();
     EXPECT_EQ(std::count(second.begin(), second.end(), "J"), 0) << "the motor was not started";
     EXPECT_LT(rig.sim.SpeedMph(), 0.5);

@@ -2,10 +2,8 @@
 
 #include <exception>
 
-#include "link/DyneUnits.hpp"
+#include "link/DyneRequestFrame.hpp"
 #include "link/KeloContext.hpp"
-#include "platform/VbConvert.hpp"
-#include "platform/VbError.hpp"
 #include "platform/VbFormat.hpp"
 
 namespace tavkelo {
@@ -45,65 +43,21 @@ void DyneRequests::TransmitDyneRequest() {
 void DyneRequests::BuildCommSendBuffer() {
   LinkTransfer& x = ctx_.xfer;
   RequestSlot& slot = ctx_.store.slots[0];
-  int stage = 0;
-  auto put = [&](uint8_t b) {
-    if (static_cast<size_t>(x.sendCount) >= x.sendBuffer.size())
-      throw VbRuntimeError(kVbErrSubscriptOutOfRange, "BuildCommSendBuffer", "Subscript out of range");
-    x.sendBuffer[static_cast<size_t>(x.sendCount++)] = b;
-  };
-  auto putText = [&](const std::string& text) {
-    for (char c : text) put(static_cast<uint8_t>(c));
-  };
-  auto variableText = [&](uint8_t variable) {
-    if (ctx_.host.ZeroFillVariableNumber) return VbFormat(static_cast<int>(variable), "000");
-    std::string text = VbFormat(static_cast<int>(variable), "##0");
-    return std::string(3 - std::min<size_t>(3, text.size()), ' ') + text;
-  };
-  try {
-    x.sendCount = 0;
-    put(frame::Lead1);
-    put(frame::Lead2);
-    put(static_cast<uint8_t>(x.command));
-    stage = 300;
-    switch (x.command) {
-      case cmd::GetVariable:
-        stage = 310;
-        putText(variableText(slot.variable));
-        put(frame::ENQ);
-        break;
-      case cmd::WriteVariable: {
-        stage = 320;
-        ctx_.readings.ScaleConvertData(false);
-        stage = 322;
-        DyneValueFormat f = FormatDyneValue(slot.variable);
-        stage = 323;
-        std::string valueText = VbFormat(slot.controllerValue, f.format) + f.unit;
-        stage = 324;
-        // What the store holds is exactly what was sent.
-        slot.controllerValue = static_cast<float>(VbVal(valueText));
-        stage = 325;
-        putText(variableText(slot.variable));
-        put('=');
-        putText(valueText);
-        put(frame::CR);
-        put(frame::ETB);
-        stage = 326;
-        uint8_t sum = XorChecksum(x.sendBuffer.data() + 1, x.sendBuffer.data() + x.sendCount);
-        putText(ChecksumText(sum));
-        put(frame::End);
-        break;
-      }
-      case cmd::GetTestValues:
-      case cmd::GetStatus:
-        stage = 330;
-        put(frame::ENQ);
-        break;
-      default:
-        stage = 340;
-        break;
-    }
-  } catch (const std::exception& e) {
-    ctx_.log.LogException(e, "BuildCommSendBuffer[" + std::to_string(stage) + "]", 0);
+  float value = 0.0f;
+  if (x.command == cmd::WriteVariable) {
+    // The frame carries the value in the controller's units.
+    ctx_.readings.ScaleConvertData(false);
+    value = slot.controllerValue;
+  }
+  RequestFrame frame = EncodeRequest(x.command, slot.variable, value,
+                                     RequestOptions{ctx_.host.ZeroFillVariableNumber});
+  // What the store holds is exactly what was sent.
+  if (frame.sentValue) slot.controllerValue = *frame.sentValue;
+  x.sendBuffer = frame.bytes;
+  x.sendCount = frame.count;
+  if (frame.error) {
+    ctx_.log.LogError(frame.error->number, frame.error->description,
+                      "BuildCommSendBuffer[" + std::to_string(frame.error->stage) + "]", 0);
   }
 }
 
@@ -149,19 +103,7 @@ int32_t DyneRequests::SCommPut(const uint8_t* bytes, int16_t count, bool armRepl
 }
 
 std::string DyneRequests::DyneCmdText() const {
-  const LinkTransfer& x = ctx_.xfer;
-  try {
-    std::string text = "DyneCmd[" + std::string(1, static_cast<char>(x.command)) + "-" +
-                       DyneCommandName(x.command);
-    if (x.command == cmd::GetVariable || x.command == cmd::WriteVariable) {
-      text += " (" + DyneVariableName(ctx_.store.slots[0].variable) + ")]";
-    } else {
-      text += "]";
-    }
-    return text;
-  } catch (...) {
-    return "DyneCmd[error]";
-  }
+  return tavkelo::DyneCmdText(ctx_.xfer.command, ctx_.store.slots[0].variable);
 }
 
 }  // namespace tavkelo

@@ -1,7 +1,7 @@
 #include "link/DyneReplies.hpp"
 
+#include "link/DyneReplyFrame.hpp"
 #include "link/KeloContext.hpp"
-#include "platform/VbConvert.hpp"
 #include "platform/VbFormat.hpp"
 
 namespace tavkelo {
@@ -44,21 +44,14 @@ bool DyneReplies::CheckKeloCmdSts() {
       finished = true;
       break;
     case kReplyData: {
-      if (x.receiveBuffer[0] != frame::STX) {
+      const DataFrameCheck check =
+          CheckDataFrame(x.receiveBuffer.data(), static_cast<size_t>(x.receiveCount));
+      if (check == DataFrameCheck::BadStart) {
         result = xr::DeviceError;
         finished = Resend(result, 200);
         break;
       }
-      // STX ... ETB c1 c2 $: the sum runs from the STX through the ETB.
-      const int n = x.receiveCount;
-      bool match = false;
-      if (n >= 4) {
-        uint8_t sum = XorChecksum(x.receiveBuffer.data(), x.receiveBuffer.data() + (n - 3));
-        std::string expected = ChecksumText(sum);
-        match = x.receiveBuffer[static_cast<size_t>(n - 3)] == static_cast<uint8_t>(expected[0]) &&
-                x.receiveBuffer[static_cast<size_t>(n - 2)] == static_cast<uint8_t>(expected[1]);
-      }
-      if (!match) {
+      if (check == DataFrameCheck::BadChecksum) {
         result = xr::ChecksumError;
         ++x.nakSentCount;
         if (x.nakSentCount <= 2) {
@@ -179,77 +172,31 @@ void DyneReplies::ApplyCommandEffect() {
 }
 
 int32_t DyneReplies::ParseDyneStatus() {
-  LinkTransfer& x = ctx_.xfer;
-  ctx_.store.ParseErrorMessage.clear();
-  for (size_t pos = 1; pos <= 16; ++pos) {
-    uint8_t c = x.receiveBuffer[pos];
-    if (c != '0' && c != '1') {
-      ctx_.store.ParseErrorMessage = "Error Parsing Dyne Status Data";
-      return xr::ParseError;
-    }
-  }
-  for (size_t k = 1; k <= 16; ++k) ctx_.store.DyneStatusBits[k - 1] = x.receiveBuffer[k] != '0';
-  return xr::Success;
+  const LinkTransfer& x = ctx_.xfer;
+  StatusReply reply = ParseStatusReply(x.receiveBuffer.data(), static_cast<size_t>(x.receiveCount));
+  ctx_.store.ParseErrorMessage = reply.errorMessage;
+  if (reply.result == xr::Success) ctx_.store.DyneStatusBits = reply.bits;
+  return reply.result;
 }
 
 int32_t DyneReplies::ParseDyneVariable() {
-  LinkTransfer& x = ctx_.xfer;
+  const LinkTransfer& x = ctx_.xfer;
   ReadingsStore& s = ctx_.store;
-  const uint8_t* b = x.receiveBuffer.data();
-  // The payload ends at the ETB (or, in a damaged frame, at the end of what was received).
-  int end = x.receiveCount;
-  for (int i = 1; i < x.receiveCount; ++i) {
-    if (b[i] == frame::ETB) {
-      end = i;
-      break;
+  VariableReply reply =
+      ParseVariableReply(x.receiveBuffer.data(), static_cast<size_t>(x.receiveCount));
+  // The groups fill the slots in order, as far as they were read.
+  for (size_t i = 0; i < reply.groupCount; ++i) {
+    const ReplyGroup& group = reply.groups[i];
+    RequestSlot& slot = s.slots[i];
+    slot.variable = group.variable;
+    if (group.hasValue) {
+      slot.controllerValue = group.controllerValue;
+      slot.controllerUnit = group.controllerUnit;
     }
   }
-  auto fail = [&](const char* message) {
-    s.ParseErrorMessage = message;
-    return xr::ParseError;
-  };
-  s.ParseErrorMessage.clear();
-  int pos = 1;
-  for (size_t group = 0; group < s.slots.size() && pos < end; ++group) {
-    while (pos < end && b[pos] == ' ') ++pos;
-    if (pos >= end) break;
-    // The number: up to three digits, then "=" (a value follows) or "-" (none follows).
-    int sep = -1;
-    for (int i = pos; i < end && i <= pos + 3; ++i) {
-      if (b[i] == '=' || b[i] == '-') {
-        sep = i;
-        break;
-      }
-    }
-    if (sep < 0) return fail("Error Parsing Variable Number");
-    std::string number(reinterpret_cast<const char*>(b + pos), static_cast<size_t>(sep - pos));
-    RequestSlot& slot = s.slots[group];
-    slot.variable = static_cast<uint8_t>(static_cast<int>(VbVal(number)) & 0xFF);
-    pos = sep + 1;
-    if (b[sep] == '-') {
-      slot.controllerValue = 0.0f;
-      slot.controllerUnit.clear();
-      while (pos < end && b[pos] != frame::CR) ++pos;
-      if (pos < end) ++pos;
-      continue;
-    }
-    while (pos < end && b[pos] == ' ') ++pos;
-    int valueStart = pos;
-    while (pos < end && b[pos] != frame::CR && b[pos] != ' ') ++pos;
-    if (pos >= end) return fail("Parse error, no CR or SPACE followed variable value");
-    std::string value(reinterpret_cast<const char*>(b + valueStart), static_cast<size_t>(pos - valueStart));
-    slot.controllerValue = static_cast<float>(VbVal(value));
-    slot.controllerUnit.clear();
-    if (b[pos] == ' ') {
-      int unitStart = ++pos;
-      while (pos < end && b[pos] != frame::CR) ++pos;
-      if (pos >= end) return fail("Parse error, no CR followed Variable units data");
-      slot.controllerUnit.assign(reinterpret_cast<const char*>(b + unitStart), static_cast<size_t>(pos - unitStart));
-    }
-    ++pos;  // the CR
-  }
-  ctx_.readings.ScaleConvertData(true);
-  return xr::Success;
+  s.ParseErrorMessage = reply.errorMessage;
+  if (reply.result == xr::Success) ctx_.readings.ScaleConvertData(true);
+  return reply.result;
 }
 
 int32_t DyneReplies::SendAckNak(uint8_t code, const std::string& logText) {

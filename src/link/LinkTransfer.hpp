@@ -10,18 +10,6 @@
 
 namespace tavkelo {
 
-// Exchange results.
-namespace xr {
-inline constexpr int32_t Success = 0;
-inline constexpr int32_t DeviceError = 2;
-inline constexpr int32_t ChecksumError = 3;
-inline constexpr int32_t Timeout = 4;
-inline constexpr int32_t Refused = 5;
-inline constexpr int32_t InvalidCommand = 6;
-inline constexpr int32_t NotConnected = 7;
-inline constexpr int32_t ParseError = 8;
-}  // namespace xr
-
 struct LinkTransfer {
   static constexpr size_t kSendSize = 60;
   static constexpr size_t kReceiveSize = 256;

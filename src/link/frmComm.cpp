@@ -1,7 +1,9 @@
 #include "link/frmComm.hpp"
 
+#include <algorithm>
 #include <cstdio>
 
+#include "link/DyneReplyFrame.hpp"
 #include "link/KeloContext.hpp"
 #include "platform/VbFormat.hpp"
 
@@ -94,32 +96,17 @@ void frmComm::GatherDyneResponse() {
   bool ended = false;
   while (!ended && port_->InBufferCount() > 0) {
     std::vector<uint8_t> bytes = port_->Input();
-    if (x.receiveCount + bytes.size() > 255) {
-      tmrDyneRespTimeout.SetEnabled(false);
-      x.replyStatus = kReplyOverFlow;
-      ended = true;
-      break;
-    }
-    for (uint8_t b : bytes) {
-      bool first = x.receiveCount == 0;
-      x.receiveBuffer[static_cast<size_t>(x.receiveCount)] = b;
-      ++x.receiveCount;
-      x.receiveMarker = 1;
-      if (first && (b == frame::ACK || b == frame::NAK)) {
-        x.replyStatus = b == frame::ACK ? kReplyACK : kReplyNAK;
-        tmrDyneRespTimeout.SetEnabled(false);
-        port_->SetRThreshold(0);
-        ended = true;
-        break;
-      }
-      if (!first && b == frame::End) {
-        tmrDyneRespTimeout.SetEnabled(false);
-        port_->SetRThreshold(0);
-        x.replyStatus = kReplyData;
-        ended = true;
-        break;
-      }
-    }
+    const GatherStep step =
+        GatherReplyBytes(static_cast<size_t>(x.receiveCount), bytes.data(), bytes.size());
+    std::copy_n(bytes.begin(), step.taken, x.receiveBuffer.begin() + x.receiveCount);
+    x.receiveCount = static_cast<int16_t>(x.receiveCount + static_cast<int16_t>(step.taken));
+    if (step.taken > 0) x.receiveMarker = 1;
+    if (step.status == kReplyPending) continue;
+    tmrDyneRespTimeout.SetEnabled(false);
+    // Stray bytes after the end raise no further receive events.
+    if (step.status != kReplyOverFlow) port_->SetRThreshold(0);
+    x.replyStatus = step.status;
+    ended = true;
   }
   if (ended && ctx_.log.RawCom()) {
     ctx_.log.WriteLog("GatherDyneResponse-Done-Sts:" + CommStatusName(static_cast<int16_t>(x.replyStatus)) +

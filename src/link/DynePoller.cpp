@@ -1,6 +1,7 @@
 #include "link/DynePoller.hpp"
 
 #include <exception>
+#include <optional>
 
 #include "link/KeloContext.hpp"
 #include "platform/VbError.hpp"
@@ -39,26 +40,25 @@ void DynePoller::UpdateDyneReadings() {
 int32_t DynePoller::SendCycleRequest(int& stage) {
   PollerState& p = ctx_.poller;
   const SharedTestState& t = ctx_.test;
-  DyneRequests& r = ctx_.requests;
   int32_t result = -1;  // nothing sent
   switch (p.DIS) {
     case 0:
       stage = 2110;
       p.cycleStart = ctx_.Tick();
-      result = r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f);
+      result = SendDyneCommand(cmd::GetTestValues);
       break;
     case 1:
       stage = 2120;
-      result = r.SendDyneCommand(cmd::GetStatus, 0, 0.0f);
+      result = SendDyneCommand(cmd::GetStatus);
       if (result == xr::Success) p.lastStatusTime = ctx_.Tick();
       break;
     case 2:
       stage = 2130;
       // Parasitics, coastdown and the load-cell calibration want speed and torque more often.
       if (t.CurTest != test::Parasitics && t.CurTest != test::Coastdown && t.CurCalibration != 1) {
-        result = r.SendDyneCommand(cmd::GetVariable, var::ACCELERATION, 0.0f);
+        result = SendDyneCommand(cmd::GetVariable, var::ACCELERATION);
       } else {
-        result = r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f);
+        result = SendDyneCommand(cmd::GetTestValues);
       }
       break;
     case 3: {
@@ -67,29 +67,29 @@ int32_t DynePoller::SendCycleRequest(int& stage) {
       switch (p.DISS) {
         case 0:
           stage = 2141;
-          result = r.SendDyneCommand(cmd::GetVariable, var::DISTANCE, 0.0f);
+          result = SendDyneCommand(cmd::GetVariable, var::DISTANCE);
           break;
         case 1:
           stage = 2142;
-          result = testRuns ? r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f)
-                            : r.SendDyneCommand(cmd::GetVariable, var::LEFTWEIGHT, 0.0f);
+          result = testRuns ? SendDyneCommand(cmd::GetTestValues)
+                            : SendDyneCommand(cmd::GetVariable, var::LEFTWEIGHT);
           break;
         case 2:
           stage = 2143;
-          result = r.SendDyneCommand(cmd::GetVariable, var::BEARINGTEMP, 0.0f);
+          result = SendDyneCommand(cmd::GetVariable, var::BEARINGTEMP);
           break;
         case 3:
           stage = 2144;
-          result = testRuns ? r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f)
-                            : r.SendDyneCommand(cmd::GetVariable, var::RIGHTWEIGHT, 0.0f);
+          result = testRuns ? SendDyneCommand(cmd::GetTestValues)
+                            : SendDyneCommand(cmd::GetVariable, var::RIGHTWEIGHT);
           break;
         case 4:
           stage = 2145;
-          result = r.SendDyneCommand(cmd::GetVariable, var::FORCETEMP, 0.0f);
+          result = SendDyneCommand(cmd::GetVariable, var::FORCETEMP);
           break;
         case 5:
           stage = 2146;
-          result = r.SendDyneCommand(cmd::GetVariable, var::MEASURING_DIRECTION, 0.0f);
+          result = SendDyneCommand(cmd::GetVariable, var::MEASURING_DIRECTION);
           break;
         default:
           break;
@@ -127,7 +127,7 @@ void DynePoller::Step(int& stage) {
     }
     case 2:
       stage = 2300;
-      if (ctx_.replies.CheckKeloCmdSts()) {
+      if (ctx_.exchange.CheckKeloCmdSts()) {
         p.pollState = 3;
         p.CIP = false;
         // The last request of a cycle has been answered.
@@ -147,7 +147,7 @@ void DynePoller::Step(int& stage) {
       // A step that put its own request on the line: await that reply next. A request that
       // could not be put (the port closed under it) is not awaited, or the poller would wait
       // for a reply that never comes.
-      if (t.TestCommandPending && ctx_.xfer.exchangeResult == xr::Success) {
+      if (t.TestCommandPending && ctx_.exchange.AwaitingReply()) {
         stage = 2441;
         t.TestCommandPending = false;
         p.pollState = 2;
@@ -207,21 +207,21 @@ void DynePoller::Rearm() {
 int32_t DynePoller::InterfaceKeloCommand(int32_t command, uint8_t variable, float value) {
   if (!ctx_.poller.connected) return xr::NotConnected;
   if (command < 0 || command > 255 || !IsValidDyneCommand(static_cast<uint8_t>(command))) {
-    ctx_.xfer.exchangeResult = xr::InvalidCommand;
     return xr::InvalidCommand;
   }
   const uint8_t c = static_cast<uint8_t>(command);
-  ctx_.requests.ResetDyneTransfer(false, true);
-  ctx_.requests.RecordRequest(c, variable, value);
+  ctx_.exchange.BeginRequest(c, variable, value);
   if (ctx_.log.ClsCal()) {
     std::string line = "InterfaceKeloCommand: " + DyneCommandName(c);
     if (c == cmd::GetVariable) line += " (" + DyneVariableName(variable) + ")";
     ctx_.log.WriteLog(line);
   }
-  ctx_.requests.TransmitDyneRequest();
-  if (ctx_.xfer.exchangeResult == xr::Success) {
+  int32_t result = ctx_.exchange.TransmitDyneRequest();
+  if (result == xr::Success) {
     MsgEvents& events = ctx_.host.Events();
-    while (!ctx_.replies.CheckKeloCmdSts()) events.MsgWaitEvent(0, 5);
+    std::optional<int32_t> outcome;
+    while (!(outcome = ctx_.exchange.CheckKeloCmdSts())) events.MsgWaitEvent(0, 5);
+    result = *outcome;
   }
   if (ctx_.log.ClsCal()) {
     std::string line = "InterfaceKeloCommand: " + DyneCommandName(c);
@@ -232,7 +232,13 @@ int32_t DynePoller::InterfaceKeloCommand(int32_t command, uint8_t variable, floa
     }
     ctx_.log.WriteLog(line + " Processed");
   }
-  return ctx_.xfer.exchangeResult;
+  return result;
+}
+
+int32_t DynePoller::SendDyneCommand(uint8_t command, uint8_t variable, float value) {
+  // In progress from here until the poller has the reply.
+  if (IsValidDyneCommand(command)) ctx_.poller.CIP = true;
+  return ctx_.exchange.SendDyneCommand(command, variable, value);
 }
 
 void DynePoller::SuspendDyneReadings() {

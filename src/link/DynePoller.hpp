@@ -17,6 +17,10 @@ class DynePoller {
 
   void UpdateDyneReadings();
   int32_t InterfaceKeloCommand(int32_t command, uint8_t variable, float value);
+  // Puts a request of the poller's cycle, or of the test or calibration step it runs, on the line;
+  // the poller collects its reply on its next steps. Returns the put's result (6 for an invalid
+  // command, which is not sent).
+  int32_t SendDyneCommand(uint8_t command, uint8_t variable = 0, float value = 0.0f);
   void SuspendDyneReadings();
   void ResumeDyneReadings();
 

@@ -1,6 +1,6 @@
 #pragma once
-// The link's transfer state: send and receive buffers, the reply status, the exchange result,
-// the current command and the retry counters of the one outstanding request.
+// The transfer state of the one outstanding request, kept by the exchange (DyneExchange): send and
+// receive buffers, the reply status, the current command and the retry counters.
 
 #include <array>
 #include <cstdint>
@@ -19,10 +19,11 @@ struct LinkTransfer {
   std::array<uint8_t, kReceiveSize> receiveBuffer{};
   int16_t receiveCount = 0;
   int32_t replyStatus = kReplyUnknown;
-  int32_t exchangeResult = 0;
   int32_t command = ' ';
   // The request's log text: its DyneCmdText and three blanks.
   std::string logText;
+  // A request's frame went out and its exchange is not finished yet.
+  bool replyAwaited = false;
   // Retries of the outstanding request: resends (after time-outs, overflows, refusals and bad
   // frames) and NAKs sent (after checksum errors). Cleared by the full reset only.
   uint8_t resendCount = 0;

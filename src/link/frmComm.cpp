@@ -1,9 +1,7 @@
 #include "link/frmComm.hpp"
 
-#include <algorithm>
 #include <cstdio>
 
-#include "link/DyneReplyFrame.hpp"
 #include "link/KeloContext.hpp"
 #include "platform/VbFormat.hpp"
 
@@ -92,31 +90,23 @@ void frmComm::KeloComm_OnComm(int16_t event) {
 
 void frmComm::GatherDyneResponse() {
   if (!port_) return;
-  LinkTransfer& x = ctx_.xfer;
-  bool ended = false;
-  while (!ended && port_->InBufferCount() > 0) {
-    std::vector<uint8_t> bytes = port_->Input();
-    const GatherStep step =
-        GatherReplyBytes(static_cast<size_t>(x.receiveCount), bytes.data(), bytes.size());
-    std::copy_n(bytes.begin(), step.taken, x.receiveBuffer.begin() + x.receiveCount);
-    x.receiveCount = static_cast<int16_t>(x.receiveCount + static_cast<int16_t>(step.taken));
-    if (step.taken > 0) x.receiveMarker = 1;
-    if (step.status == kReplyPending) continue;
-    tmrDyneRespTimeout.SetEnabled(false);
-    // Stray bytes after the end raise no further receive events.
-    if (step.status != kReplyOverFlow) port_->SetRThreshold(0);
-    x.replyStatus = step.status;
-    ended = true;
+  ReplyStatus status = kReplyPending;
+  while (status == kReplyPending && port_->InBufferCount() > 0) {
+    status = ctx_.exchange.TakeReplyBytes(port_->Input());
   }
-  if (ended && ctx_.log.RawCom()) {
-    ctx_.log.WriteLog("GatherDyneResponse-Done-Sts:" + CommStatusName(static_cast<int16_t>(x.replyStatus)) +
-                      " Cnt:" + VbFormat(static_cast<int>(x.receiveCount), "00"));
+  if (status == kReplyPending) return;
+  tmrDyneRespTimeout.SetEnabled(false);
+  // Stray bytes after the end raise no further receive events.
+  if (status != kReplyOverFlow) port_->SetRThreshold(0);
+  if (ctx_.log.RawCom()) {
+    ctx_.log.WriteLog("GatherDyneResponse-Done-Sts:" + CommStatusName(status) +
+                      " Cnt:" + VbFormat(static_cast<int>(ctx_.exchange.ReceiveCount()), "00"));
   }
 }
 
 void frmComm::tmrDyneRespTimeout_Timer() {
   tmrDyneRespTimeout.SetEnabled(false);
-  ctx_.xfer.replyStatus = kReplyTimeout;
+  ctx_.exchange.ReplyTimedOut();
 }
 
 void frmComm::tmrUpdateReadings_Timer() {

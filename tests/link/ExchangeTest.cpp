@@ -74,7 +74,7 @@ TEST_F(Exchange, AWriteGoesOutInControllerUnitsAndTheStoreHoldsWhatWasSent) {
 TEST_F(Exchange, InvalidCommandIsRefusedBeforeAnythingIsSent) {
   controller.SetResponder(Healthy);
   EXPECT_EQ(Command('W'), 6);
-  EXPECT_EQ(f.ctx->requests.SendDyneCommand('W', 0, 0.0f), 6);
+  EXPECT_EQ(f.ctx->polling.SendDyneCommand('W'), 6);
   f.loop.PumpFor(500);
   EXPECT_TRUE(controller.Received().empty());
 }

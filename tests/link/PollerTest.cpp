@@ -134,7 +134,7 @@ TEST_F(Poller, ATestStepsAfterEachReplyAndItsOwnCommandIsAwaited) {
     EXPECT_EQ(curTest, 1);
     if (++steps == 2) {
       f.ctx->test.TestCommandPending = true;
-      f.ctx->requests.SendDyneCommand('J', 0, 0.0f);
+      f.ctx->polling.SendDyneCommand('J');
     }
   };
   StartPolling();
@@ -201,7 +201,7 @@ TEST_F(Poller, AStepCommandThatCannotBePutIsNotAwaited) {
     ++steps;
     f.ctx->comm.ClosePort();
     f.ctx->test.TestCommandPending = true;
-    EXPECT_EQ(f.ctx->requests.SendDyneCommand('J', 0, 0.0f), 2);
+    EXPECT_EQ(f.ctx->polling.SendDyneCommand('J'), 2);
   };
   StartPolling();
   f.loop.PumpFor(3000);

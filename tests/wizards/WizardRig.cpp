@@ -40,7 +40,7 @@ std::string StageRig::Step() {
   if (!t.TestCommandPending) return "";
   // No port is open, but the request stays recorded in the transfer state and slot 0.
   t.TestCommandPending = false;
-  const char command = static_cast<char>(f.ctx->xfer.command);
+  const char command = static_cast<char>(f.ctx->exchange.Command());
   const RequestSlot& slot = store.slots[0];
   std::string name(1, command);
   if (command == 'E' || command == 'F') {

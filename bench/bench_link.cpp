@@ -92,8 +92,8 @@ double PollingTimePerExchange(EventLoop& loop, int exchanges) {
   sim.Plant().DriveVehicleAtSpeed(25.0);  // turning with the motor off: the poller runs continuously
   ctx.comm.AttachPort(line.HostPort());
   ctx.comm.KeloComm()->Open();
-  ctx.poller.connected = true;
-  ctx.poller.readingsActive = true;
+  ctx.polling.SetConnected(true);
+  ctx.polling.SetReadingsActive(true);
   ctx.store.DyneVersion = 3.12f;
   ctx.store.DyneSpeed = 25.0f;
   ctx.polling.ResumeDyneReadings();

@@ -11,7 +11,6 @@
 #include "link/DyneExchange.hpp"
 #include "link/DynePoller.hpp"
 #include "link/DyneReadings.hpp"
-#include "link/LinkTransfer.hpp"
 #include "link/ReadingsStore.hpp"
 #include "link/SharedTestState.hpp"
 #include "link/TestParameters.hpp"
@@ -34,7 +33,6 @@ class KeloContext {
   DiagnosticLog& log;
 
   ReadingsStore store;
-  PollerState poller;
   SharedTestState test;
   TestParameters params;
   TestResults results;

@@ -33,20 +33,4 @@ struct LinkTransfer {
   uint8_t receiveMarker = 0;
 };
 
-struct PollerState {
-  int32_t pollState = 1;  // 1 send the next request, 2 await the reply, 3 after the reply
-  int16_t DIS = 0;
-  int16_t DISS = 0;
-  bool CIP = false;
-  int32_t cycleStart = 0;
-  int32_t cycleTime = 0;
-  int32_t lastStatusTime = 0;
-  bool connected = false;
-  // The poller cycles through its requests (the interface's AutoUpdateEnabled); when false it
-  // only serves the version request and the running sequence.
-  bool readingsActive = false;
-  bool DRSR = false;
-  bool DyneReadingsBusy = false;
-};
-
 }  // namespace tavkelo

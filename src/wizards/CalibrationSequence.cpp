@@ -82,7 +82,7 @@ void CalibrationSequence::FinishCalibration(const std::string& abortedLine, cons
     CalLog(completedLine);
     t.LastTestCompletionStatus = ltcs::Completed;
   }
-  t.CurCalibration = 0;
+  t.CurCalibration = calibration::None;
   t.LcwsStatus = seqstatus::Finished;
 }
 

@@ -81,7 +81,7 @@ TEST_F(Exchange, InvalidCommandIsRefusedBeforeAnythingIsSent) {
 
 TEST_F(Exchange, ClosedLinkReturnsSevenWithoutTouchingThePort) {
   controller.SetResponder(Healthy);
-  f.ctx->poller.connected = false;
+  f.ctx->polling.SetConnected(false);
   EXPECT_EQ(Command('D'), 7);
   f.loop.PumpFor(100);
   EXPECT_TRUE(controller.Received().empty());

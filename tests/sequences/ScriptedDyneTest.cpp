@@ -111,11 +111,11 @@ TEST(Sleep, WaitsForTheMotorToStopOnlyWhileTheReadingsRun) {
   SharedTestState& t = rig.T();
   t.StartedTestIndex = test::Parasitics;
   t.SleepStatus = seqstatus::Running;
-  rig.f.ctx->poller.readingsActive = true;
+  rig.f.ctx->polling.SetReadingsActive(true);
   rig.f.ctx->store.DyneStatusBits[status::MotorOn] = true;
   for (int i = 0; i < 5; ++i) rig.sequencer.Sleep().PutDyneToSleep();
   EXPECT_EQ(t.SleepStep, 2) << "\"0\" and \"K\" sent, then waiting";
-  rig.f.ctx->poller.readingsActive = false;  // the motor bit is not fresh: no waiting
+  rig.f.ctx->polling.SetReadingsActive(false);  // the motor bit is not fresh: no waiting
   rig.sequencer.Sleep().PutDyneToSleep();
   EXPECT_EQ(t.SleepStep, 3);
 }

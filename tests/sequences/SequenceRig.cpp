@@ -46,7 +46,7 @@ std::array<long double, 3> LeastSquaresQuadratic(const std::vector<double>& x,
 
 void Rig::Start(int16_t index) {
   startS_ = Now();
-  f.ctx->poller.readingsActive = true;  // AutoUpdateEnabled
+  f.ctx->polling.SetReadingsActive(true);  // AutoUpdateEnabled
   SharedTestState& t = T();
   t.TestAbortRequest = false;
   t.TestCommandPending = false;
@@ -73,7 +73,7 @@ void Rig::Stop() {
 void Rig::StartPoller() {
   f.ctx->AcquireSemaphores();
   f.ctx->InterfaceLock()->TryAcquire();
-  f.ctx->poller.readingsActive = true;
+  f.ctx->polling.SetReadingsActive(true);
   f.ctx->polling.ResumeDyneReadings();
 }
 

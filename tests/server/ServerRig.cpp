@@ -10,7 +10,8 @@ ServerRig::ServerRig() {
   loop_ = std::make_unique<VirtualTimeLoop>(clock);
   dir_.MakeDir("app/bin");
   dir_.MakeDir("app/LOGS");
-  WriteFile(dir_.File("app/bin/TavKeloASM.INI"), "[LogControl]\r\nRawSetting=1\r\n");  // ClsCal lines only
+  WriteFile(dir_.File("app/bin/TavKeloASM.INI"),
+            "[LogControl]\r\nRawSetting=1\r\n");  // ClsCal lines only
   ServerOptions options;
   options.host.programFilePath = dir_.File("app/bin/TavKeloASM");
   options.host.instanceLockPath = dir_.File("TavKeloASM.lock");
@@ -20,8 +21,10 @@ ServerRig::ServerRig() {
   options.http.port = 0;
   options.http.threads = 8;
   server_ = std::make_unique<ServerAssembly>(*loop_, options);
-  if (server_->Result() != ServerAssembly::Outcome::Ready) throw std::runtime_error(server_->Error());
-  if (!server_->ConnectConsole(1)) throw std::runtime_error("the console did not connect to the simulator");
+  if (server_->Result() != ServerAssembly::Outcome::Ready)
+    throw std::runtime_error(server_->Error());
+  if (!server_->ConnectConsole(1))
+    throw std::runtime_error("the console did not connect to the simulator");
   std::string error;
   if (!server_->Serve(error)) throw std::runtime_error(error);
 }
@@ -32,10 +35,11 @@ ServerRig::~ServerRig() {
   server_->Release();
 }
 
-Reply ServerRig::Send(const std::string& method, const std::string& path, const std::string& body) const {
+Reply ServerRig::Send(const std::string& method, const std::string& path,
+                      const std::string& body) const {
   httplib::Client client("127.0.0.1", server_->Server().Port());
   client.set_read_timeout(30, 0);
-  httplib::Result res = method == "GET"    ? client.Get(path)
+  httplib::Result res = method == "GET"      ? client.Get(path)
                         : method == "PUT"    ? client.Put(path, body, "application/json")
                         : method == "DELETE" ? client.Delete(path)
                                              : client.Post(path, body, "application/json");
@@ -56,7 +60,8 @@ void ServerRig::PumpWhile(const std::function<bool()>& busy) {
 int ServerRig::LogCount(const std::string& text) const {
   std::string all = ReadFile(server_->Host().log.LogFileName());
   int count = 0;
-  for (size_t pos = all.find(text); pos != std::string::npos; pos = all.find(text, pos + 1)) ++count;
+  for (size_t pos = all.find(text); pos != std::string::npos; pos = all.find(text, pos + 1))
+    ++count;
   return count;
 }
 

@@ -39,12 +39,14 @@ class ServerRig {
   ServerRig& operator=(const ServerRig&) = delete;
 
   // One request on a connection of its own, without pumping: for use inside Serve.
-  Reply Send(const std::string& method, const std::string& path, const std::string& body = "") const;
+  Reply Send(const std::string& method, const std::string& path,
+             const std::string& body = "") const;
   // Runs fn, which sends requests, on a thread of its own while the test thread pumps the loop.
   template <class F>
   auto Serve(F&& fn) -> decltype(fn()) {
     auto result = std::async(std::launch::async, std::forward<F>(fn));
-    PumpWhile([&] { return result.wait_for(std::chrono::seconds(0)) != std::future_status::ready; });
+    PumpWhile(
+        [&] { return result.wait_for(std::chrono::seconds(0)) != std::future_status::ready; });
     return result.get();
   }
   Reply Request(const std::string& method, const std::string& path, const std::string& body = "") {

@@ -187,14 +187,14 @@ void clsKeloInterface::LogInformationDump() {
 void clsKeloInterface::DisConnect() {
   LogCall("DisConnect");
   if (ctx_.poller.connected) {
-    SharedTestState& t = ctx_.test;
+    const SharedTestState& t = ctx_.test;
     if (t.CurTest != test::None || t.CurCalibration != 0) {
       // The running sequence closes itself (its closing commands need the poller). The request
       // is made again while waiting: a calibration drops one that comes before its form is up.
       ctx_.loop.PumpUntil(
-          [&t] {
+          [this, &t] {
             if (t.CurTest == test::None && t.CurCalibration == 0) return true;
-            t.TestAbortRequest = true;
+            RequestStops();
             return false;
           },
           -1);

@@ -173,6 +173,7 @@ TEST(StopTest, SwitchesOffWhatATargetTestSwitchedOnOrEverythingWithNoTest) {
       EXPECT_TRUE(f.loop.PumpUntil([&] { return k->CurTest() == gQRTXTINoTest; }, 5000)) << c.running;
       EXPECT_EQ(k->LastTestCompletionStatus(), gQRTXLTCSICompleted) << c.running;
       EXPECT_EQ(f.sim.Plant().Mode(), MachineMode::Off) << c.running;
+      EXPECT_FALSE(f.sim.Plant().Switches().beltCompensation) << c.running;
     }
   }
 }

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "ServerRig.hpp"
-#include "automation/KeloEnums.hpp"
-#include "automation/MemberTable.hpp"
+#include "members/KeloEnums.hpp"
+#include "members/MemberTable.hpp"
 #include "server/AutomationApi.hpp"
 
 namespace tavkelo {

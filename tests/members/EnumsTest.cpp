@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "automation/KeloEnums.hpp"
+#include "members/KeloEnums.hpp"
 
 namespace tavkelo {
 namespace {

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "automation/MemberTable.hpp"
+#include "members/MemberTable.hpp"
 
 namespace tavkelo {
 namespace {
@@ -149,7 +149,6 @@ TEST(MemberTable, EveryDocumentedMemberIsThereWithItsKindAndTypes) {
     std::string name = sig.substr(0, sig.find('('));
     const MemberInfo* m = FindMember(name, x.kind);
     ASSERT_NE(m, nullptr) << name;
-    EXPECT_TRUE(m->invoke) << name;
     std::string actual = Signature(*m);
     if (sig.find('(') != std::string::npos) {
       EXPECT_EQ(actual, sig);

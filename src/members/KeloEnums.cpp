@@ -1,4 +1,4 @@
-#include "automation/KeloEnums.hpp"
+#include "members/KeloEnums.hpp"
 
 namespace tavkelo {
 
@@ -33,16 +33,6 @@ std::string TestIndexToString(int32_t testIndex) {
     case 5: return "ASM";
     case 6: return "Vehicle Simulation";
     default: return "Unknown Test[" + std::to_string(testIndex) + "]'";
-  }
-}
-
-QRTXErrorConstants DeviceResultToError(int32_t exchangeResult) {
-  switch (exchangeResult) {
-    case 0: return gQRTXErrNoError;
-    case 1: case 2: case 3: case 4: case 5: case 8: return gQRTXErrCommError;
-    case 6: return gQRTXErrUnknownCommand;
-    case 7: return gQRTXErrNoLinkToDevice;
-    default: return gQRTXErrNoError;  // an outcome the table does not know counts as success
   }
 }
 

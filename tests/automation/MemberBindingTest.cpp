@@ -14,14 +14,21 @@ namespace {
 
 bool HoldsDescribedType(const AutoValue& value, const AutoTypeRef& type) {
   switch (type.type) {
-    case AutoType::Void: return std::holds_alternative<std::monostate>(value);
-    case AutoType::Boolean: return std::holds_alternative<bool>(value);
-    case AutoType::Byte: return std::holds_alternative<uint8_t>(value);
-    case AutoType::Integer: return std::holds_alternative<int16_t>(value);
+    case AutoType::Void:
+      return std::holds_alternative<std::monostate>(value);
+    case AutoType::Boolean:
+      return std::holds_alternative<bool>(value);
+    case AutoType::Byte:
+      return std::holds_alternative<uint8_t>(value);
+    case AutoType::Integer:
+      return std::holds_alternative<int16_t>(value);
     case AutoType::Long:
-    case AutoType::Enum: return std::holds_alternative<int32_t>(value);
-    case AutoType::Single: return std::holds_alternative<float>(value);
-    case AutoType::String: return std::holds_alternative<std::string>(value);
+    case AutoType::Enum:
+      return std::holds_alternative<int32_t>(value);
+    case AutoType::Single:
+      return std::holds_alternative<float>(value);
+    case AutoType::String:
+      return std::holds_alternative<std::string>(value);
   }
   return false;
 }

@@ -43,6 +43,10 @@ struct MemberInfo {
   bool canWait = false;
 };
 
+// The published class and its default interface, whose members these are.
+inline constexpr const char* kPublishedClass = "clsKeloInterface";
+inline constexpr const char* kPublishedInterface = "_clsKeloInterface";
+
 const std::vector<MemberInfo>& MemberTable();
 const MemberInfo* FindMember(std::string_view name, MemberKind kind);
 // The automation name of a type ("Single", "Integer", ..., or the enumeration's name).

@@ -156,7 +156,7 @@ nlohmann::json TypeLibraryJson() {
     for (const auto& [name, value] : e.members) values.push_back({{"name", name}, {"value", value}});
     enums.push_back({{"name", e.name}, {"members", values}});
   }
-  return {{"class", "clsKeloInterface"}, {"interface", "_clsKeloInterface"}, {"members", members},
+  return {{"class", kPublishedClass}, {"interface", kPublishedInterface}, {"members", members},
           {"enumerations", enums}};
 }
 

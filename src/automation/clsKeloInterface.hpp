@@ -12,7 +12,7 @@
 #include <functional>
 #include <string>
 
-#include "automation/KeloEnums.hpp"
+#include "members/KeloEnums.hpp"
 
 namespace tavkelo {
 

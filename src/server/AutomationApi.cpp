@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "automation/KeloEnums.hpp"
+#include "members/KeloEnums.hpp"
 #include "platform/VbFormat.hpp"
 
 namespace tavkelo {
@@ -136,7 +136,7 @@ nlohmann::json CallResultJson(const MemberInfo& m, const AutoValue& result, cons
 
 nlohmann::json TypeLibraryJson() {
   nlohmann::json members = nlohmann::json::array();
-  for (const MemberInfo& m : MemberTable()) {
+  for (const MemberInfo& m : BoundMembers()) {
     nlohmann::json params = nlohmann::json::array();
     for (const ParamInfo& p : m.params) {
       params.push_back({{"name", p.name}, {"type", AutoTypeName(p.type)}, {"byRef", p.byRef}});
@@ -156,7 +156,7 @@ nlohmann::json TypeLibraryJson() {
     for (const auto& [name, value] : e.members) values.push_back({{"name", name}, {"value", value}});
     enums.push_back({{"name", e.name}, {"members", values}});
   }
-  return {{"class", "clsKeloInterface"}, {"interface", "_clsKeloInterface"}, {"members", members},
+  return {{"class", kPublishedClass}, {"interface", kPublishedInterface}, {"members", members},
           {"enumerations", enums}};
 }
 

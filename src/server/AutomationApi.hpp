@@ -1,6 +1,6 @@
 #pragma once
-// The automation interface as JSON: argument conversion by the member table's types, results and
-// by-reference outputs, and the type library.
+// The automation interface as JSON: argument conversion by the described parameter types, results
+// and by-reference outputs, and the type library of the bound members.
 
 #include <stdexcept>
 #include <string>
@@ -8,7 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "automation/MemberTable.hpp"
+#include "automation/MemberBinding.hpp"
 
 namespace tavkelo {
 
@@ -30,7 +30,8 @@ nlohmann::json ValueToJson(const AutoValue& value);
 std::vector<AutoValue> ArgumentsFromJson(const MemberInfo& member, const nlohmann::json& args);
 // {"result": ..., "byRef": {"Name": value, ...}}.
 nlohmann::json CallResultJson(const MemberInfo& member, const AutoValue& result, const std::vector<AutoValue>& args);
-// Every member with its kind, parameters and result type, and every enumeration.
+// Every member with its kind, parameters and result type, and every enumeration. Fails (at the
+// server's start-up) when the binding does not cover exactly the described members.
 nlohmann::json TypeLibraryJson();
 
 }  // namespace tavkelo

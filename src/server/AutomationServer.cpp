@@ -1,6 +1,6 @@
 #include "server/AutomationServer.hpp"
 
-#include "automation/MemberTable.hpp"
+#include "automation/MemberBinding.hpp"
 #include "host/Notices.hpp"
 #include "link/KeloContext.hpp"
 #include "runtime/EventLoop.hpp"
@@ -219,7 +219,7 @@ void AutomationServer::AutomationRoutes() {
               Handle(res, [&] {
                 std::string id = req.matches[1];
                 std::string name = req.matches[2];
-                const MemberInfo* m = FindMember(name, MemberKind::PropertyGet);
+                const BoundMember* m = FindBoundMember(name, MemberKind::PropertyGet);
                 if (m == nullptr) throw ApiError(404, "clsKeloInterface has no property " + name);
                 std::vector<AutoValue> args;
                 for (const ParamInfo& p : m->params) {
@@ -247,7 +247,7 @@ void AutomationServer::AutomationRoutes() {
               Handle(res, [&] {
                 std::string id = req.matches[1];
                 std::string name = req.matches[2];
-                const MemberInfo* m = FindMember(name, MemberKind::PropertyPut);
+                const BoundMember* m = FindBoundMember(name, MemberKind::PropertyPut);
                 if (m == nullptr) {
                   if (FindMember(name, MemberKind::PropertyGet) != nullptr) {
                     throw ApiError(405, "property " + name + " is read-only");
@@ -271,7 +271,7 @@ void AutomationServer::AutomationRoutes() {
                Handle(res, [&] {
                  std::string id = req.matches[1];
                  std::string name = req.matches[2];
-                 const MemberInfo* m = FindMember(name, MemberKind::Method);
+                 const BoundMember* m = FindBoundMember(name, MemberKind::Method);
                  if (m == nullptr) throw ApiError(404, "clsKeloInterface has no method " + name);
                  nlohmann::json body = ParseBody(req);
                  std::vector<AutoValue> args =

@@ -1,18 +1,15 @@
 // The remote automation API served in-process over loopback HTTP on virtual time, with the poller
 // running against the simulated controller: every kind of bad call answered with its status and
-// its exact message while the server keeps serving, named and by-reference arguments, the type
-// library, leases, and reads answered while another client commands the dyne.
+// its exact message while the server keeps serving, named and by-reference arguments, leases, and
+// reads answered while another client commands the dyne. The type library is TypeLibraryTest's.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <limits>
-#include <set>
 #include <thread>
 #include <vector>
 
 #include "ServerRig.hpp"
-#include "automation/KeloEnums.hpp"
-#include "automation/MemberTable.hpp"
 #include "server/AutomationApi.hpp"
 
 namespace tavkelo {
@@ -138,49 +135,6 @@ TEST(ServerValues, ASingleTravelsWithItsOwnDigitsAndWhatJsonCannotSayAsNull) {
   EXPECT_EQ(ValueToJson(1.0e20f).get<double>(), 1.0e20);
   EXPECT_EQ(ValueToJson(std::numeric_limits<float>::quiet_NaN()), json(nullptr));
   EXPECT_EQ(ValueToJson(-std::numeric_limits<float>::infinity()), json(nullptr));
-}
-
-std::string Listed(const std::string& kind, const std::string& name, const std::vector<std::string>& params,
-                   const std::string& result, bool canWait) {
-  std::string s = kind + " " + name + "(";
-  for (size_t i = 0; i < params.size(); ++i) s += (i > 0 ? ", " : "") + params[i];
-  return s + ") " + result + (canWait ? " [waits]" : "");
-}
-
-TEST_F(ServerRoutes, TheTypeLibraryListsTheMemberTableAndTheEnumerations) {
-  Reply library = rig.Request("GET", "/automation/typelib");
-  ASSERT_EQ(library.status, 200);
-  EXPECT_EQ(library.json["class"], "clsKeloInterface");
-  std::vector<std::string> served, table;
-  std::set<std::string> types{"Void", "Boolean", "Byte", "Integer", "Long", "Single", "String"};
-  for (const json& e : library.json["enumerations"]) {
-    types.insert(e["name"].get<std::string>());
-    for (const json& m : e["members"]) served.push_back(e["name"].get<std::string>() + "." + m.dump());
-  }
-  for (const EnumerationInfo& e : Enumerations()) {
-    for (const auto& [name, value] : e.members) table.push_back(e.name + "." + json{{"name", name}, {"value", value}}.dump());
-  }
-  for (const json& m : library.json["members"]) {
-    std::vector<std::string> params;
-    for (const json& p : m["parameters"]) {
-      params.push_back((p["byRef"].get<bool>() ? "ByRef " : "") + p["type"].get<std::string>() + " " +
-                       p["name"].get<std::string>());
-      EXPECT_EQ(types.count(p["type"]), 1u) << m["name"] << " names an unlisted type";
-    }
-    EXPECT_EQ(types.count(m["result"]), 1u) << m["name"] << " answers an unlisted type";
-    served.push_back(Listed(m["kind"], m["name"], params, m["result"], m["canWait"]));
-  }
-  const char* kinds[] = {"method", "propertyGet", "propertyPut"};
-  for (const MemberInfo& m : MemberTable()) {
-    std::vector<std::string> params;
-    for (const ParamInfo& p : m.params) params.push_back((p.byRef ? "ByRef " : "") + AutoTypeName(p.type) + " " + p.name);
-    table.push_back(Listed(kinds[static_cast<int>(m.kind)], m.name, params, AutoTypeName(m.result), m.canWait));
-  }
-  EXPECT_EQ(served, table);
-  EXPECT_NE(std::find(served.begin(), served.end(),
-                      "method GetParasiticsAtSpeed(Single TheSpeed, ByRef Single TWDRawPara, ByRef Single FWDRawPara, "
-                      "ByRef Single TWDUnseenPara, ByRef Single FWDUnseenPara) QRTXErrorConstants"),
-            served.end());
 }
 
 TEST_F(ServerRoutes, LeasesRunOutUnlessPingsOrCallsRenewThem) {

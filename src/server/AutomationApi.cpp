@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "automation/KeloEnums.hpp"
+#include "members/KeloEnums.hpp"
 #include "platform/VbFormat.hpp"
 #include "server/KeloEngine.hpp"
 
@@ -137,7 +137,7 @@ nlohmann::json CallResultJson(const MemberInfo& m, const AutoValue& result, cons
 
 nlohmann::json TypeLibraryJson() {
   nlohmann::json members = nlohmann::json::array();
-  for (const MemberInfo& m : MemberTable()) {
+  for (const MemberInfo& m : BoundMembers()) {
     nlohmann::json params = nlohmann::json::array();
     for (const ParamInfo& p : m.params) {
       params.push_back({{"name", p.name}, {"type", AutoTypeName(p.type)}, {"byRef", p.byRef}});
@@ -157,7 +157,7 @@ nlohmann::json TypeLibraryJson() {
     for (const auto& [name, value] : e.members) values.push_back({{"name", name}, {"value", value}});
     enums.push_back({{"name", e.name}, {"members", values}});
   }
-  return {{"class", "clsKeloInterface"}, {"interface", "_clsKeloInterface"}, {"members", members},
+  return {{"class", kPublishedClass}, {"interface", kPublishedInterface}, {"members", members},
           {"enumerations", enums}};
 }
 
@@ -288,7 +288,7 @@ void AutomationApi::AddRoutes(httplib::Server& http) {
     Answer(res, [&] {
       const std::string id = req.matches[1];
       const std::string name = req.matches[2];
-      const MemberInfo* m = FindMember(name, MemberKind::PropertyGet);
+      const BoundMember* m = FindBoundMember(name, MemberKind::PropertyGet);
       if (m == nullptr) throw ApiError(404, "clsKeloInterface has no property " + name);
       std::vector<AutoValue> args = ArgumentsFromQuery(*m, req);
       return std::make_pair(
@@ -302,7 +302,7 @@ void AutomationApi::AddRoutes(httplib::Server& http) {
     Answer(res, [&] {
       const std::string id = req.matches[1];
       const std::string name = req.matches[2];
-      const MemberInfo* m = FindMember(name, MemberKind::PropertyPut);
+      const BoundMember* m = FindBoundMember(name, MemberKind::PropertyPut);
       if (m == nullptr && FindMember(name, MemberKind::PropertyGet) != nullptr) {
         throw ApiError(405, "property " + name + " is read-only");
       }
@@ -323,7 +323,7 @@ void AutomationApi::AddRoutes(httplib::Server& http) {
               Answer(res, [&] {
                 const std::string id = req.matches[1];
                 const std::string name = req.matches[2];
-                const MemberInfo* m = FindMember(name, MemberKind::Method);
+                const BoundMember* m = FindBoundMember(name, MemberKind::Method);
                 if (m == nullptr) throw ApiError(404, "clsKeloInterface has no method " + name);
                 nlohmann::json body = ParseBody(req);
                 std::vector<AutoValue> args =

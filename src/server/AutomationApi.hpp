@@ -1,6 +1,7 @@
 #pragma once
 // The remote automation API: clsKeloInterface objects with leases, their properties and methods,
-// and the type library, with arguments converted by the member table's types.
+// and the type library of the bound members, with arguments converted by the described parameter
+// types.
 
 #include <memory>
 #include <string>
@@ -9,7 +10,7 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
-#include "automation/MemberTable.hpp"
+#include "automation/MemberBinding.hpp"
 #include "runtime/LoopTimer.hpp"
 #include "server/ApiRequest.hpp"
 #include "server/ObjectRegistry.hpp"
@@ -50,7 +51,8 @@ nlohmann::json ValueToJson(const AutoValue& value);
 std::vector<AutoValue> ArgumentsFromJson(const MemberInfo& member, const nlohmann::json& args);
 // {"result": ..., "byRef": {"Name": value, ...}}.
 nlohmann::json CallResultJson(const MemberInfo& member, const AutoValue& result, const std::vector<AutoValue>& args);
-// Every member with its kind, parameters and result type, and every enumeration.
+// Every member with its kind, parameters and result type, and every enumeration. Fails (at the
+// server's start-up) when the binding does not cover exactly the described members.
 nlohmann::json TypeLibraryJson();
 
 }  // namespace tavkelo

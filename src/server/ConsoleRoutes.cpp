@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "automation/KeloEnums.hpp"
+#include "members/KeloEnums.hpp"
 #include "server/KeloEngine.hpp"
 
 namespace tavkelo {

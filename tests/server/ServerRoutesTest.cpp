@@ -1,17 +1,15 @@
 // The remote automation API served in-process over loopback HTTP on virtual time, with the poller
 // running against the simulated controller: every kind of bad call answered with its status and
-// its exact message while the server keeps serving, named and by-reference arguments, the type
-// library, leases, and reads answered while another client commands the dyne.
+// its exact message while the server keeps serving, named and by-reference arguments, leases, and
+// reads answered while another client commands the dyne. The type library is TypeLibraryTest's.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <limits>
-#include <set>
 #include <thread>
 #include <vector>
 
 #include "ServerRig.hpp"
-#include "automation/KeloEnums.hpp"
 #include "server/AutomationApi.hpp"
 
 namespace tavkelo {
@@ -177,47 +175,6 @@ TEST(ServerValues, ASingleTravelsWithItsOwnDigitsAndWhatJsonCannotSayAsNull) {
   EXPECT_EQ(ValueToJson(1.0e20f).get<double>(), 1.0e20);
   EXPECT_EQ(ValueToJson(std::numeric_limits<float>::quiet_NaN()), json(nullptr));
   EXPECT_EQ(ValueToJson(-std::numeric_limits<float>::infinity()), json(nullptr));
-}
-
-TEST_F(ServerRoutes, EveryMemberOfTheTypeLibraryIsDispatchedUnderItsKindWithItsParameters) {
-  Reply library = rig.Request("GET", "/automation/typelib");
-  ASSERT_EQ(library.status, 200);
-  EXPECT_EQ(library.json["class"], "clsKeloInterface");
-  std::set<std::string> types{"Void", "Boolean", "Byte", "Integer", "Long", "Single", "String"};
-  std::vector<std::string> served, known;
-  for (const json& e : library.json["enumerations"]) {
-    types.insert(e["name"].get<std::string>());
-    for (const json& m : e["members"]) served.push_back(e["name"].get<std::string>() + m.dump());
-  }
-  for (const EnumerationInfo& e : Enumerations()) {
-    for (const auto& [name, value] : e.members) {
-      known.push_back(e.name + json{{"name", name}, {"value", value}}.dump());
-    }
-  }
-  EXPECT_EQ(served, known);
-  const std::string o = NewObject();
-  json parasitics;
-  for (const json& m : library.json["members"]) {
-    const std::string name = m["name"];
-    const std::string kind = m["kind"];
-    EXPECT_EQ(types.count(m["result"]), 1u) << name << " answers an unlisted type";
-    for (const json& p : m["parameters"]) EXPECT_EQ(types.count(p["type"]), 1u) << name << " " << p;
-    // A call that the member refuses before it runs: one argument more than listed, a query
-    // parameter it does not take, no value.
-    Reply r = kind == "method"
-                  ? rig.Request("POST", o + "/methods/" + name,
-                                json{{"args", json(m["parameters"].size() + 1, nullptr)}}.dump())
-              : kind == "propertyGet"
-                  ? rig.Request("GET", o + "/properties/" + name + "?NoSuchParameter=1")
-                  : rig.Request("PUT", o + "/properties/" + name, "{}");
-    EXPECT_EQ(r.status, 400) << kind << " " << name << ": " << r.text;
-    if (kind == "method") {
-      EXPECT_EQ(r.Error().rfind(name + " takes ", 0), 0u) << r.Error();
-    }
-    if (name == "GetParasiticsAtSpeed") parasitics = m["parameters"];
-  }
-  EXPECT_EQ(parasitics.size(), 5u);
-  EXPECT_EQ(parasitics[4], (json{{"name", "FWDUnseenPara"}, {"type", "Single"}, {"byRef", true}}));
 }
 
 TEST_F(ServerRoutes, LeasesRunOutUnlessPingsOrCallsRenewThem) {

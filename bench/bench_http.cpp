@@ -26,13 +26,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "host/HostContext.hpp"
-#include "host/modMain.hpp"
-#include "platform/NamedSemaphore.hpp"
 #include "runtime/RealTimeLoop.hpp"
-#include "server/AutomationServer.hpp"
-#include "server/KeloEngine.hpp"
-#include "server/PortMap.hpp"
+#include "server/ServerAssembly.hpp"
 #include "support/TempDir.hpp"
 
 namespace tavkelo {
@@ -43,28 +38,25 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t kMaxRequestsPerRow = 200'000;
 constexpr int kWarmUpRequests = 200;
 
-// TavKeloASM's HTTP server with its engine and a simulated dyne on port 1, the console connected
-// so that the poller runs; logging off (RawSetting 0), as in production.
+// TavKeloASM assembled as its entry point assembles it, every port simulated, the console
+// connected to port 1 so that the poller runs; logging off (RawSetting 0), as in production.
 class InProcessServer {
  public:
   InProcessServer() {
-    HostOptions options;
-    options.programFilePath = folder_.MakeDir("bin") + "/TavKeloASM";
-    options.iniPath = folder_.File("TavKeloASM.INI");
-    options.instanceLockPath = folder_.File("TavKeloASM.lock");
-    options.semaphoreSuffix = ".bench-http." + std::to_string(::getpid());
-    options.echoNotices = false;
-    host_ = std::make_unique<HostContext>(loop_, options);
-    engine_ = std::make_unique<KeloEngine>(*host_);
-    entry_ = std::make_unique<modMain>(*host_);
-    entry_->Main("", engine_->StartupHooks());
-    ports_ = std::make_unique<PortMap>(loop_, true);
-    engine_->Context().openPort = [this](int16_t port) { return ports_->Open(port); };
-    AutomationServer::Config config;
-    config.port = 0;
-    server_ = std::make_unique<AutomationServer>(loop_, *engine_, ports_.get(), config);
-    server_->Console().Init(true, 1, 9600, "N");
-    connected_ = server_->Console().Connect();
+    ServerOptions options;
+    options.host.programFilePath = folder_.MakeDir("bin") + "/TavKeloASM";
+    options.host.iniPath = folder_.File("TavKeloASM.INI");
+    options.host.instanceLockPath = folder_.File("TavKeloASM.lock");
+    options.host.semaphoreSuffix = ".bench-http." + std::to_string(::getpid());
+    options.host.echoNotices = false;
+    options.simulate = true;
+    options.http.port = 0;
+    server_ = std::make_unique<ServerAssembly>(loop_, options);
+    if (server_->Result() != ServerAssembly::Outcome::Ready) {
+      std::fprintf(stderr, "bench_http: %s\n", server_->Error().c_str());
+      std::exit(1);
+    }
+    connected_ = server_->ConnectConsole(1);
     std::promise<void> adopted;
     thread_ = std::thread([this, &adopted] {
       loop_.AdoptCurrentThread();
@@ -73,7 +65,7 @@ class InProcessServer {
     });
     adopted.get_future().wait();
     std::string error;
-    if (!server_->Start(error)) {
+    if (!server_->Serve(error)) {
       std::fprintf(stderr, "bench_http: %s\n", error.c_str());
       std::exit(1);
     }
@@ -82,32 +74,22 @@ class InProcessServer {
   ~InProcessServer() {
     loop_.Invoke([this] { server_->BeginStop(); });
     while (!server_->ListenerDone()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    loop_.Invoke([this] { server_->ReleaseAll(); }, CallKind::CanWait);
+    loop_.Invoke([this] { server_->Release(); }, CallKind::CanWait);
     loop_.Stop();
     thread_.join();
     loop_.AdoptCurrentThread();
     server_.reset();
-    ports_.reset();
-    entry_.reset();
-    engine_.reset();
-    NamedSemaphore::Remove("KeloReadingsLock" + host_->options.semaphoreSuffix);
-    NamedSemaphore::Remove("KeloInterfaceLock" + host_->options.semaphoreSuffix);
-    host_.reset();
   }
 
-  int Port() const { return server_->Port(); }
+  int Port() { return server_->Server().Port(); }
   bool ConsoleConnected() const { return connected_; }
   // Completed poll cycles so far (the readings feed publishes one snapshot per cycle).
-  uint64_t PollCycles() const { return server_->Feed().Sequence(); }
+  uint64_t PollCycles() { return server_->Server().Feed().Sequence(); }
 
  private:
   test::TempDir folder_;
   RealTimeLoop loop_;
-  std::unique_ptr<HostContext> host_;
-  std::unique_ptr<KeloEngine> engine_;
-  std::unique_ptr<modMain> entry_;
-  std::unique_ptr<PortMap> ports_;
-  std::unique_ptr<AutomationServer> server_;
+  std::unique_ptr<ServerAssembly> server_;
   std::thread thread_;
   bool connected_ = false;
 };

@@ -66,14 +66,8 @@ class BenchRig {
 
   // Runs one whole test as StartTest starts it; returns the simulated seconds it took.
   double RunTest(int16_t index) {
-    SharedTestState& t = ctx_->test;
-    t.TestAbortRequest = false;
-    t.TestCommandPending = false;
-    t.StartedTestIndex = index;
-    t.CurTest = index;
-    t.LastTestCompletionStatus = ltcs::InProgress;
-    t.TestStage = 0;
-    t.TestStageLogged = 0;
+    const SharedTestState& t = ctx_->test;
+    if (!sequencer_->Start(index)) return 0.0;  // refused: the status stays "not run"
     const int64_t start = loop_.NowUs();
     while (t.CurTest != test::None && loop_.NowUs() - start < 1'000'000'000) loop_.PumpFor(1000);
     return static_cast<double>(loop_.NowUs() - start) / 1e6;

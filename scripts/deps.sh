@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building (and, with --test, testing) TavKelo needs, when any
-# is missing. Usage: scripts/deps.sh [--test]
+# is missing. Usage: scripts/deps.sh [--test|--format]
 set -euo pipefail
 
 missing=()
@@ -17,6 +17,9 @@ for p in cmake ninja-build g++ pkg-config libcpp-httplib-dev nlohmann-json3-dev 
          libgtest-dev libgmock-dev libbenchmark-dev; do
   need_package "$p"
 done
+if [[ "${1:-}" == "--test" || "${1:-}" == "--format" ]]; then
+  need_package clang-format  # the formatting check of CI
+fi
 if [[ "${1:-}" == "--test" ]]; then
   # Browser tests drive Debian's Chromium with playwright-core from npm; the end-to-end tests and
   # the README's examples use socat. Node.js may come from Debian or from elsewhere with its npm.

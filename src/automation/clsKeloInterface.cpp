@@ -9,6 +9,16 @@
 
 namespace tavkelo {
 
+QRTXErrorConstants DeviceResultToError(int32_t exchangeResult) {
+  switch (exchangeResult) {
+    case 0: return gQRTXErrNoError;
+    case 1: case 2: case 3: case 4: case 5: case 8: return gQRTXErrCommError;
+    case 6: return gQRTXErrUnknownCommand;
+    case 7: return gQRTXErrNoLinkToDevice;
+    default: return gQRTXErrNoError;  // an outcome the table does not know counts as success
+  }
+}
+
 void clsKeloInterface::LogCall(const std::string& text) {
   if (ctx_.log.ClsCal()) ctx_.log.WriteLog(std::string(kClassName) + ": " + text);
 }
@@ -182,14 +192,14 @@ void clsKeloInterface::LogInformationDump() {
 void clsKeloInterface::DisConnect() {
   LogCall("DisConnect");
   if (ctx_.polling.Connected()) {
-    SharedTestState& t = ctx_.test;
+    const SharedTestState& t = ctx_.test;
     if (t.CurTest != test::None || t.CurCalibration != calibration::None) {
       // The running sequence closes itself (its closing commands need the poller). The request
       // is made again while waiting: a calibration drops one that comes before its form is up.
       ctx_.loop.PumpUntil(
-          [&t] {
+          [this, &t] {
             if (t.CurTest == test::None && t.CurCalibration == calibration::None) return true;
-            t.TestAbortRequest = true;
+            RequestStops();
             return false;
           },
           -1);

@@ -12,7 +12,7 @@
 #include <functional>
 #include <string>
 
-#include "automation/KeloEnums.hpp"
+#include "members/KeloEnums.hpp"
 
 namespace tavkelo {
 
@@ -302,6 +302,8 @@ class clsKeloInterface {
   void SuspendDyneReadings();
   void ResumeDyneReadings();
   int32_t Send(int32_t command, uint8_t variable = 0, float value = 0.0f);
+  // Asks the running test or calibration, if any, to stop.
+  void RequestStops();
 
   // Writes "clsKeloInterface: " + text while the ClsCal flag is on.
   void LogCall(const std::string& text);

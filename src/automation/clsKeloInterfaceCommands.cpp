@@ -166,25 +166,14 @@ QRTXErrorConstants clsKeloInterface::GetParasiticsAtSpeed(float TheSpeed, float&
 }
 
 QRTXErrorConstants clsKeloInterface::StartTest(QRTXTestIndeces TestIndex) {
-  SharedTestState& t = ctx_.test;
+  const SharedTestState& t = ctx_.test;
   const ReadingsStore& s = ctx_.store;
   QRTXErrorConstants result = gQRTXErrNoError;
   const bool motorOn = s.StatusBitsCopy[status::MotorOn];
   if (!ctx_.polling.Connected()) {
     result = gQRTXErrNoLinkToDevice;
-  } else if (t.LastTestCompletionStatus == ltcs::InProgress || t.CurTest != test::None ||
-             t.SleepStatus == seqstatus::Running || t.LcwsStatus == seqstatus::Running || motorOn ||
-             s.LiftsUp || s.DeviceError()) {
+  } else if (ctx_.tests == nullptr || !ctx_.tests->Start(static_cast<int16_t>(TestIndex))) {
     result = gQRTXErrCantStartTestNow;
-  } else {
-    ctx_.polling.SetReadingsActive(true);
-    t.TestAbortRequest = false;
-    t.TestCommandPending = false;
-    t.StartedTestIndex = static_cast<int16_t>(TestIndex);
-    t.CurTest = static_cast<int16_t>(TestIndex);
-    t.LastTestCompletionStatus = ltcs::InProgress;
-    t.TestStage = 0;
-    t.TestStageLogged = 0;
   }
   LogCall("StartTest(" + TestIndexToString(TestIndex) + ") - " + ErrorToString(result));
   if (result == gQRTXErrCantStartTestNow && ctx_.log.ClsCal()) {
@@ -205,12 +194,13 @@ QRTXErrorConstants clsKeloInterface::StartTest(QRTXTestIndeces TestIndex) {
 QRTXErrorConstants clsKeloInterface::StopTest() {
   const std::string name = "StopTest";
   if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
-  SharedTestState& t = ctx_.test;
+  const SharedTestState& t = ctx_.test;
   LogCall("StopTest(" + TestIndexToString(t.CurTest) + ")...");
   QRTXErrorConstants result = gQRTXErrNoError;
-  // A running calibration stops on the same request as a test.
-  if (t.CurTest != test::None || t.CurCalibration != 0) t.TestAbortRequest = true;
+  RequestStops();
   if (t.CurTest != test::None) {
+    // Warm-up, parasitics and coastdown close through their own stages; a target test has none,
+    // so what it switched on is switched off here.
     if (t.StartedTestIndex >= test::ConstantTarget && t.StartedTestIndex <= test::VehicleSimulation) {
       SuspendDyneReadings();
       result = Chain({[this] { return Send(cmd::RegulatorOff); }, [this] { return Send(cmd::AugmentedBreakingOff); },
@@ -231,18 +221,18 @@ QRTXErrorConstants clsKeloInterface::SpanAnalogInput(QRTXAnalogInputIndeces Whic
   int32_t calibration = 0;
   if (WhichInput == gQRTXAIIPAU1Torque) calibration = 1;
   if (WhichInput == gQRTXAIILeftScale || WhichInput == gQRTXAIIRightScale) calibration = 2;
-  if (calibration == 0) return NotImplemented("SpanAnalogInput", gQRTXErrInvalidParameter);
+  if (calibration == 0 || ctx_.calibrations == nullptr) {
+    return NotImplemented("SpanAnalogInput", gQRTXErrInvalidParameter);
+  }
   StopTest();
-  ctx_.polling.SetReadingsActive(true);
-  SharedTestState& t = ctx_.test;
-  t.TestAbortRequest = false;
-  t.TestCommandPending = false;
-  t.TestStage = 0;
-  t.WizardFormShown = false;
-  t.LastTestCompletionStatus = ltcs::InProgress;
-  t.LcwsStatus = seqstatus::Running;
-  t.CurCalibration = calibration;
+  ctx_.calibrations->Start(calibration);
   return Finish("SpanAnalogInput", gQRTXErrNoError);
+}
+
+void clsKeloInterface::RequestStops() {
+  // A running calibration stops on the same request as a test.
+  if (ctx_.tests != nullptr) ctx_.tests->RequestStop();
+  if (ctx_.calibrations != nullptr) ctx_.calibrations->RequestStop();
 }
 
 }  // namespace tavkelo

@@ -8,6 +8,9 @@ namespace tavkelo {
 
 inline constexpr const char* kClassName = "clsKeloInterface";
 
+// The error constant for a device exchange's outcome.
+QRTXErrorConstants DeviceResultToError(int32_t exchangeResult);
+
 template <class T>
 T clsKeloInterface::NotImplemented(const char* name, T value) {
   LogCall(std::string(name) + "(Not Implemented)");

@@ -20,9 +20,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "automation/KeloEnums.hpp"
-#include "automation/MemberTable.hpp"
 #include "client/AutomationClient.hpp"
+#include "members/KeloEnums.hpp"
+#include "members/MemberTable.hpp"
 
 using namespace tavkelo;
 

@@ -2,10 +2,10 @@
 
 #include "host/Notices.hpp"
 #include "host/PrivateProfile.hpp"
-#include "platform/OleDate.hpp"
 #include "platform/VbConvert.hpp"
 #include "platform/VbError.hpp"
 #include "platform/VbFormat.hpp"
+#include "runtime/OleDate.hpp"
 
 namespace tavkelo {
 

@@ -7,11 +7,11 @@
 #include "ProgramVersion.hpp"
 #include "host/HostContext.hpp"
 #include "host/clsIniProfile.hpp"
-#include "platform/OleDate.hpp"
 #include "platform/VbConvert.hpp"
 #include "platform/VbError.hpp"
 #include "platform/VbFormat.hpp"
 #include "runtime/EventLoop.hpp"
+#include "runtime/OleDate.hpp"
 
 namespace tavkelo {
 

@@ -200,7 +200,8 @@ void DynePoller::Rearm() {
     return;
   }
   uint32_t interval = 10;
-  if (!p.readingsActive && t.SleepStatus != seqstatus::Running && t.LcwsStatus != seqstatus::Running) {
+  if (!p.readingsActive && t.SleepStatus != seqstatus::Running &&
+      t.LcwsStatus != seqstatus::Running) {
     interval = 1000;
   }
   if (p.readingsActive && p.cycleIndex == 0) {
@@ -242,8 +243,8 @@ int32_t DynePoller::InterfaceKeloCommand(int32_t command, uint8_t variable, floa
     std::string line = "InterfaceKeloCommand: " + DyneCommandName(c);
     if (c == cmd::GetVariable) {
       const RequestSlot& slot = ctx_.store.slots[0];
-      line += " (Num:" + VbFormat(static_cast<int>(variable), "000") + " Val:" +
-              VbFormat(slot.clientValue, "0.000") + " Unit:'" + slot.clientUnit + "')";
+      line += " (Num:" + VbFormat(static_cast<int>(variable), "000") +
+              " Val:" + VbFormat(slot.clientValue, "0.000") + " Unit:'" + slot.clientUnit + "')";
     }
     ctx_.log.WriteLog(line + " Processed");
   }
@@ -269,7 +270,8 @@ void DynePoller::SuspendDyneReadings() {
     }
   }
   LoopTimer& timer = ctx_.comm.tmrUpdateReadings;
-  if (log.ClsCal()) log.WriteLog(std::string("SuspendDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
+  if (log.ClsCal())
+    log.WriteLog(std::string("SuspendDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
   p.suspendRequested = true;
   bool quiet = ctx_.loop.PumpUntil([&p] { return !p.DyneReadingsBusy; }, 20'000);
   timer.SetEnabled(false);
@@ -286,7 +288,8 @@ void DynePoller::ResumeDyneReadings() {
   LoopTimer& timer = ctx_.comm.tmrUpdateReadings;
   timer.SetInterval(10);
   timer.SetEnabled(true);
-  if (ctx_.log.ClsCal()) ctx_.log.WriteLog(std::string("ResumeDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
+  if (ctx_.log.ClsCal())
+    ctx_.log.WriteLog(std::string("ResumeDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
   if (NamedSemaphore* lock = ctx_.InterfaceLock()) lock->Release();
 }
 

@@ -122,6 +122,19 @@ inline constexpr uint8_t ETB = 0x17;
 inline constexpr uint8_t End = '$';
 }  // namespace frame
 
+// Status bits with a fixed meaning (bit k is character k+1 of the status payload).
+namespace status {
+inline constexpr int LiftsUp = 0;
+inline constexpr int LiftsDown = 1;
+inline constexpr int DeviceErrorA = 6;
+inline constexpr int DeviceErrorB = 7;
+inline constexpr int MotorFault = 8;
+inline constexpr int RestraintsIn = 11;
+inline constexpr int DeviceErrorC = 12;
+inline constexpr int OverTemperature = 13;
+inline constexpr int MotorOn = 15;
+}  // namespace status
+
 // Reply states of an exchange.
 enum ReplyStatus : int16_t {
   kReplyUnknown = 0,

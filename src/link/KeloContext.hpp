@@ -12,6 +12,7 @@
 #include "link/DynePoller.hpp"
 #include "link/DyneReadings.hpp"
 #include "link/ReadingsStore.hpp"
+#include "link/RunControl.hpp"
 #include "link/SharedTestState.hpp"
 #include "link/TestParameters.hpp"
 #include "link/TestResults.hpp"
@@ -46,6 +47,9 @@ class KeloContext {
   // each completed exchange while CurTest or CurCalibration is not 0.
   std::function<void(int16_t curTest)> runTestStep;
   std::function<void(int32_t curCalibration)> runCalibrationStep;
+  // Where a test and a calibration are started and asked to stop, installed by the sequencers.
+  TestControl* tests = nullptr;
+  CalibrationControl* calibrations = nullptr;
   // Called by the poller each time a full cycle of requests has been answered.
   std::function<void()> onPollCycle;
   // Reloads the stored coastdown results from the INI file into `results`.

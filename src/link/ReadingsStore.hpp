@@ -33,19 +33,6 @@ struct LinkCounters {
 
 inline void BumpCounter(int32_t& counter) { counter = counter + 1 > 999999 ? 0 : counter + 1; }
 
-// Status bits with a fixed meaning (bit k is character k+1 of the status payload).
-namespace status {
-inline constexpr int LiftsUp = 0;
-inline constexpr int LiftsDown = 1;
-inline constexpr int DeviceErrorA = 6;
-inline constexpr int DeviceErrorB = 7;
-inline constexpr int MotorFault = 8;
-inline constexpr int RestraintsIn = 11;
-inline constexpr int DeviceErrorC = 12;
-inline constexpr int OverTemperature = 13;
-inline constexpr int MotorOn = 15;
-}  // namespace status
-
 struct ReadingsStore {
   std::array<RequestSlot, 5> slots{};
 

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "platform/OleDate.hpp"
+#include "runtime/OleDate.hpp"
 
 namespace tavkelo {
 

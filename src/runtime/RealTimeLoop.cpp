@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/OleDate.hpp"
+#include "runtime/OleDate.hpp"
 
 namespace tavkelo {
 

@@ -4,8 +4,8 @@
 
 #include <condition_variable>
 
-#include "platform/OleDate.hpp"
 #include "runtime/EventLoop.hpp"
+#include "runtime/OleDate.hpp"
 
 namespace tavkelo {
 

@@ -12,14 +12,41 @@ TestSequencer::TestSequencer(KeloContext& ctx)
       coastdown_(ctx, sleep_),
       target_(ctx),
       coastdownResults_(ctx) {
+  ctx_.tests = this;
   ctx_.runTestStep = [this](int16_t curTest) { RunTestStep(curTest); };
   // The interface's GetLastCoastdownTestResults reloads the stored records through this.
   ctx_.loadCoastdownResults = [this] { coastdownResults_.LoadSaveCoastdownResults(false); };
 }
 
 TestSequencer::~TestSequencer() {
+  if (ctx_.tests == this) ctx_.tests = nullptr;
   ctx_.runTestStep = nullptr;
   ctx_.loadCoastdownResults = nullptr;
+}
+
+bool TestSequencer::Start(int16_t index) {
+  SharedTestState& t = ctx_.test;
+  const ReadingsStore& s = ctx_.store;
+  if (t.LastTestCompletionStatus == ltcs::InProgress || t.CurTest != test::None ||
+      t.SleepStatus == seqstatus::Running || t.LcwsStatus == seqstatus::Running ||
+      s.StatusBitsCopy[status::MotorOn] || s.LiftsUp || s.DeviceError()) {
+    return false;
+  }
+  ctx_.polling.SetReadingsActive(true);
+  t.TestAbortRequest = false;
+  t.TestCommandPending = false;
+  t.StartedTestIndex = index;
+  t.CurTest = index;
+  t.LastTestCompletionStatus = ltcs::InProgress;
+  t.TestStage = 0;
+  t.TestStageLogged = 0;
+  return true;
+}
+
+bool TestSequencer::RequestStop() {
+  if (ctx_.test.CurTest == test::None) return false;
+  ctx_.test.TestAbortRequest = true;
+  return true;
 }
 
 void TestSequencer::RunTestStep(int16_t curTest) {

@@ -1,12 +1,13 @@
 #pragma once
 // Owns the test sequences of one process and hands the poller's step to the one that runs:
-// CurTest 1 warm-up, 2 parasitic loss, 3 coastdown, 4 to 6 the target-controlled tests. It also
-// provides what start-up needs from the sequences: the reload of the stored coastdown results
-// and the idle state of the shared test state.
+// CurTest 1 warm-up, 2 parasitic loss, 3 coastdown, 4 to 6 the target-controlled tests. A test is
+// started and asked to stop here only. It also provides what start-up needs from the sequences:
+// the reload of the stored coastdown results and the idle state of the shared test state.
 
 #include <cstdint>
 
 #include "host/modMain.hpp"
+#include "link/RunControl.hpp"
 #include "sequences/CoastdownResultsStore.hpp"
 #include "sequences/CoastdownTest.hpp"
 #include "sequences/DyneSleepSequence.hpp"
@@ -18,13 +19,23 @@ namespace tavkelo {
 
 class KeloContext;
 
-class TestSequencer {
+class TestSequencer final : public TestControl {
  public:
-  // Installs ctx.runTestStep and ctx.loadCoastdownResults; the destructor removes them again.
+  // Installs itself as ctx.tests, with ctx.runTestStep and ctx.loadCoastdownResults; the
+  // destructor removes them again.
   explicit TestSequencer(KeloContext& ctx);
   ~TestSequencer();
   TestSequencer(const TestSequencer&) = delete;
   TestSequencer& operator=(const TestSequencer&) = delete;
+
+  // Starts test `index` (not range-checked: an index without a sequence ends at its first step as
+  // aborted) and turns the readings on, since the poller steps the test. Refused while the last
+  // run is in progress, a test, PutDyneToSleep or a calibration runs, the motor is on, the lifts
+  // are up or the dyne reports an error.
+  bool Start(int16_t index) override;
+  // The stop request, which warm-up, parasitics and coastdown take through their closing stages
+  // and a target test at its next step. Switching a target test's regulation off is the caller's.
+  bool RequestStop() override;
 
   // One step of the test `curTest` (the poller's call).
   void RunTestStep(int16_t curTest);

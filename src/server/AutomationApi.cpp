@@ -4,8 +4,9 @@
 #include <cstdlib>
 #include <limits>
 
-#include "automation/KeloEnums.hpp"
+#include "members/KeloEnums.hpp"
 #include "platform/VbFormat.hpp"
+#include "server/KeloEngine.hpp"
 
 namespace tavkelo {
 
@@ -136,7 +137,7 @@ nlohmann::json CallResultJson(const MemberInfo& m, const AutoValue& result, cons
 
 nlohmann::json TypeLibraryJson() {
   nlohmann::json members = nlohmann::json::array();
-  for (const MemberInfo& m : MemberTable()) {
+  for (const MemberInfo& m : BoundMembers()) {
     nlohmann::json params = nlohmann::json::array();
     for (const ParamInfo& p : m.params) {
       params.push_back({{"name", p.name}, {"type", AutoTypeName(p.type)}, {"byRef", p.byRef}});
@@ -156,8 +157,187 @@ nlohmann::json TypeLibraryJson() {
     for (const auto& [name, value] : e.members) values.push_back({{"name", name}, {"value", value}});
     enums.push_back({{"name", e.name}, {"members", values}});
   }
-  return {{"class", "clsKeloInterface"}, {"interface", "_clsKeloInterface"}, {"members", members},
+  return {{"class", kPublishedClass}, {"interface", kPublishedInterface}, {"members", members},
           {"enumerations", enums}};
+}
+
+namespace {
+
+std::string UnknownObject(const std::string& id) {
+  return "unknown object " + id + " (released, or its lease ran out)";
+}
+
+// The arguments of a property read from its query (?WhichWin=1): each parameter by name, its
+// text read as JSON when it is JSON and as a string otherwise.
+std::vector<AutoValue> ArgumentsFromQuery(const MemberInfo& m, const httplib::Request& req) {
+  std::vector<AutoValue> args;
+  for (const ParamInfo& p : m.params) {
+    if (!req.has_param(p.name.c_str())) {
+      throw ApiError(400, m.name + " needs the query parameter " + p.name);
+    }
+    std::string text = req.get_param_value(p.name.c_str());
+    nlohmann::json value = nlohmann::json::parse(text, nullptr, false);
+    if (value.is_discarded()) value = text;
+    args.push_back(ArgumentFromJson(value, p));
+  }
+  for (const auto& [key, value] : req.params) {
+    bool known = false;
+    for (const ParamInfo& p : m.params) known = known || p.name == key;
+    if (!known) throw ApiError(400, m.name + " takes no query parameter " + key);
+  }
+  return args;
+}
+
+}  // namespace
+
+AutomationApi::AutomationApi(RouteContext& context, int leaseSeconds)
+    : context_(context),
+      registry_(context.Engine().Context(), leaseSeconds),
+      leaseTimer_(context.Loop()),
+      typeLibrary_(TypeLibraryJson().dump()) {
+  leaseTimer_.SetHandler([this] {
+    auto expired = registry_.TakeExpired();
+    if (!expired.empty()) ReleaseLater(std::move(expired));
+  });
+  leaseTimer_.SetInterval(1000);
+  leaseTimer_.SetEnabled(true);
+}
+
+void AutomationApi::ReleaseLater(std::vector<std::unique_ptr<clsKeloInterface>> objects) {
+  // A release can wait (it disconnects), so it runs at the loop's top level.
+  auto shared =
+      std::make_shared<std::vector<std::unique_ptr<clsKeloInterface>>>(std::move(objects));
+  context_.Loop().Post([shared] { shared->clear(); }, CallKind::CanWait);
+}
+
+void AutomationApi::ReleaseAll() {
+  leaseTimer_.SetEnabled(false);
+  auto all = registry_.TakeAll();
+  all.clear();
+}
+
+nlohmann::json AutomationApi::CallOnObject(
+    const std::string& id, bool canWait,
+    const std::function<nlohmann::json(clsKeloInterface&)>& fn) {
+  struct EndCall {
+    ObjectRegistry& registry;
+    const std::string& id;
+    ~EndCall() { registry.EndCall(id); }
+  };
+  if (!canWait) {
+    return context_.OnLoop(CallKind::NeverWaits, [&] {
+      clsKeloInterface* object = registry_.BeginCall(id);
+      if (object == nullptr) throw ApiError(404, UnknownObject(id));
+      EndCall end{registry_, id};
+      return fn(*object);
+    });
+  }
+  // A call that can wait may queue behind another client's long call: it is under way from the
+  // moment it arrives, so the object does not expire while it waits its turn.
+  if (!context_.OnLoop(CallKind::NeverWaits, [&] { return registry_.BeginCall(id) != nullptr; })) {
+    throw ApiError(404, UnknownObject(id));
+  }
+  return context_.OnLoop(CallKind::CanWait, [&] {
+    EndCall end{registry_, id};
+    clsKeloInterface* object = registry_.Find(id);
+    if (object == nullptr) throw ApiError(404, UnknownObject(id));
+    return fn(*object);
+  });
+}
+
+void AutomationApi::AddRoutes(httplib::Server& http) {
+  using Request = httplib::Request;
+  using Response = httplib::Response;
+  http.Post("/automation/objects", [this](const Request& req, Response& res) {
+    Answer(res, [&] {
+      int lease = static_cast<int>(IntField(ParseBody(req), "leaseSeconds", 0, 1, 3600));
+      return std::make_pair(201, context_.OnLoop(CallKind::CanWait, [&] {
+        ObjectRegistry::Created c = registry_.Create(lease);
+        return nlohmann::json{{"id", c.id}, {"leaseSeconds", c.leaseSeconds}};
+      }));
+    });
+  });
+
+  http.Delete(R"(/automation/objects/([^/]+))", [this](const Request& req, Response& res) {
+    Answer(res, [&] {
+      const std::string id = req.matches[1];
+      bool released = context_.OnLoop(CallKind::CanWait, [&] {
+        auto object = registry_.Take(id);
+        if (object == nullptr) return false;
+        object.reset();  // Class_Terminate: disconnects and closes
+        return true;
+      });
+      if (!released) throw ApiError(404, "unknown object " + id);
+      return std::make_pair(200, nlohmann::json{{"released", true}});
+    });
+  });
+
+  http.Post(R"(/automation/objects/([^/]+)/ping)", [this](const Request& req, Response& res) {
+    Answer(res, [&] {
+      const std::string id = req.matches[1];
+      int seconds = 0;
+      if (!context_.OnLoop(CallKind::NeverWaits, [&] { return registry_.Ping(id, seconds); })) {
+        throw ApiError(404, UnknownObject(id));
+      }
+      return std::make_pair(200, nlohmann::json{{"leaseSeconds", seconds}});
+    });
+  });
+
+  const char* property = R"(/automation/objects/([^/]+)/properties/([A-Za-z0-9_]+))";
+  http.Get(property, [this](const Request& req, Response& res) {
+    Answer(res, [&] {
+      const std::string id = req.matches[1];
+      const std::string name = req.matches[2];
+      const BoundMember* m = FindBoundMember(name, MemberKind::PropertyGet);
+      if (m == nullptr) throw ApiError(404, "clsKeloInterface has no property " + name);
+      std::vector<AutoValue> args = ArgumentsFromQuery(*m, req);
+      return std::make_pair(
+          200, CallOnObject(id, m->canWait, [&](clsKeloInterface& object) {
+            return nlohmann::json{{"value", ValueToJson(m->invoke(object, args))}};
+          }));
+    });
+  });
+
+  http.Put(property, [this](const Request& req, Response& res) {
+    Answer(res, [&] {
+      const std::string id = req.matches[1];
+      const std::string name = req.matches[2];
+      const BoundMember* m = FindBoundMember(name, MemberKind::PropertyPut);
+      if (m == nullptr && FindMember(name, MemberKind::PropertyGet) != nullptr) {
+        throw ApiError(405, "property " + name + " is read-only");
+      }
+      if (m == nullptr) throw ApiError(404, "clsKeloInterface has no property " + name);
+      nlohmann::json body = ParseBody(req);
+      if (!body.contains("value")) throw ApiError(400, "the body needs {\"value\": ...}");
+      std::vector<AutoValue> args{ArgumentFromJson(body["value"], m->params[0])};
+      CallOnObject(id, m->canWait, [&](clsKeloInterface& object) {
+        m->invoke(object, args);
+        return nlohmann::json();
+      });
+      return std::make_pair(200, nlohmann::json{{"value", body["value"]}});
+    });
+  });
+
+  http.Post(R"(/automation/objects/([^/]+)/methods/([A-Za-z0-9_]+))",
+            [this](const Request& req, Response& res) {
+              Answer(res, [&] {
+                const std::string id = req.matches[1];
+                const std::string name = req.matches[2];
+                const BoundMember* m = FindBoundMember(name, MemberKind::Method);
+                if (m == nullptr) throw ApiError(404, "clsKeloInterface has no method " + name);
+                nlohmann::json body = ParseBody(req);
+                std::vector<AutoValue> args =
+                    ArgumentsFromJson(*m, body.contains("args") ? body["args"] : nlohmann::json());
+                return std::make_pair(200, CallOnObject(id, m->canWait, [&](clsKeloInterface& o) {
+                                        AutoValue result = m->invoke(o, args);
+                                        return CallResultJson(*m, result, args);
+                                      }));
+              });
+            });
+
+  http.Get("/automation/typelib", [this](const Request&, Response& res) {
+    res.set_content(typeLibrary_, "application/json");
+  });
 }
 
 }  // namespace tavkelo

@@ -1,25 +1,46 @@
 #pragma once
-// The automation interface as JSON: argument conversion by the member table's types, results and
-// by-reference outputs, and the type library.
+// The remote automation API: clsKeloInterface objects with leases, their properties and methods,
+// and the type library of the bound members, with arguments converted by the described parameter
+// types.
 
-#include <stdexcept>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include <httplib.h>
 #include <nlohmann/json.hpp>
 
-#include "automation/MemberTable.hpp"
+#include "automation/MemberBinding.hpp"
+#include "runtime/LoopTimer.hpp"
+#include "server/ApiRequest.hpp"
+#include "server/ObjectRegistry.hpp"
 
 namespace tavkelo {
 
-// A failed call of the API itself (not of the member): its HTTP status and what was wrong.
-class ApiError : public std::runtime_error {
+class AutomationApi {
  public:
-  ApiError(int status, const std::string& message) : std::runtime_error(message), status_(status) {}
-  int Status() const { return status_; }
+  AutomationApi(RouteContext& context, int leaseSeconds);
+  AutomationApi(const AutomationApi&) = delete;
+  AutomationApi& operator=(const AutomationApi&) = delete;
+
+  // /automation/objects[/{id}[/ping|/properties/{Name}|/methods/{Name}]] and /automation/typelib.
+  void AddRoutes(httplib::Server& http);
+  ObjectRegistry& Objects() { return registry_; }
+  // Releases every object (loop thread, top level).
+  void ReleaseAll();
 
  private:
-  int status_;
+  // Runs fn on the object as one call of its client (see ObjectRegistry::BeginCall); a call that
+  // can wait renews the lease as soon as it arrives, too. ApiError(404) when there is no such
+  // object.
+  nlohmann::json CallOnObject(const std::string& id, bool canWait,
+                              const std::function<nlohmann::json(clsKeloInterface&)>& fn);
+  void ReleaseLater(std::vector<std::unique_ptr<clsKeloInterface>> objects);
+
+  RouteContext& context_;
+  ObjectRegistry registry_;
+  LoopTimer leaseTimer_;
+  std::string typeLibrary_;
 };
 
 // The value in the parameter's automation type; ApiError(400) when it does not fit.
@@ -30,7 +51,8 @@ nlohmann::json ValueToJson(const AutoValue& value);
 std::vector<AutoValue> ArgumentsFromJson(const MemberInfo& member, const nlohmann::json& args);
 // {"result": ..., "byRef": {"Name": value, ...}}.
 nlohmann::json CallResultJson(const MemberInfo& member, const AutoValue& result, const std::vector<AutoValue>& args);
-// Every member with its kind, parameters and result type, and every enumeration.
+// Every member with its kind, parameters and result type, and every enumeration. Fails (at the
+// server's start-up) when the binding does not cover exactly the described members.
 nlohmann::json TypeLibraryJson();
 
 }  // namespace tavkelo

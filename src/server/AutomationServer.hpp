@@ -1,21 +1,19 @@
 #pragma once
-// TavKeloASM's HTTP face: the remote automation API (objects with leases, properties, methods,
-// the type library), the readings snapshot and its server-sent-event stream, the dashboard's
-// console and simulator panel, and the web pages. HTTP requests arrive on worker threads and
-// run on the event loop: calls that can wait one at a time at the loop's top level, the others
-// also inside another call's wait.
+// TavKeloASM's HTTP face, assembled from its route groups: the remote automation API (objects
+// with leases, properties, methods, the type library), the readings and their server-sent-event
+// stream, the dashboard's console, wizard and simulator panels, and the web pages. HTTP requests
+// arrive on worker threads and run on the event loop (see RouteContext::OnLoop).
 
 #include <atomic>
-#include <memory>
 #include <string>
 #include <thread>
 
 #include <httplib.h>
-#include <nlohmann/json.hpp>
 
-#include "runtime/LoopTimer.hpp"
-#include "server/ObjectRegistry.hpp"
-#include "server/ReadingsFeed.hpp"
+#include "server/ApiRequest.hpp"
+#include "server/AutomationApi.hpp"
+#include "server/ConsoleRoutes.hpp"
+#include "server/ReadingsRoutes.hpp"
 
 namespace tavkelo {
 
@@ -47,9 +45,9 @@ class AutomationServer {
   const Config& Configuration() const { return config_; }
 
   // The dashboard's own interface object, created before any client's.
-  clsKeloInterface& Console() { return *console_; }
-  ObjectRegistry& Objects() { return registry_; }
-  ReadingsFeed& Feed() { return feed_; }
+  clsKeloInterface& Console() { return console_.Object(); }
+  ObjectRegistry& Objects() { return automation_.Objects(); }
+  ReadingsFeed& Feed() { return readings_.Feed(); }
 
   // Stops accepting requests and ends the streams (loop thread). The loop must keep running
   // until ListenerDone(), because requests in progress still need it.
@@ -59,33 +57,15 @@ class AutomationServer {
   void ReleaseAll();
 
  private:
-  void Routes();
-  void AutomationRoutes();
-  void DashboardRoutes();
-  // Runs fn on the loop as a call that can wait or not, and returns its JSON.
-  nlohmann::json OnLoop(bool canWait, const std::function<nlohmann::json()>& fn);
-  // Runs fn on the object as one call of its client (see ObjectRegistry::BeginCall); a call that
-  // can wait renews the lease as soon as it arrives, too. Null when there is no such object.
-  nlohmann::json CallOnObject(const std::string& id, bool canWait,
-                              const std::function<nlohmann::json(clsKeloInterface&)>& fn);
-  void Handle(httplib::Response& res, const std::function<std::pair<int, nlohmann::json>()>& fn);
-  void ReleaseLater(std::vector<std::unique_ptr<clsKeloInterface>> objects);
-
-  EventLoop& loop_;
-  KeloEngine& engine_;
-  PortMap* ports_;
   Config config_;
+  RouteContext context_;
   httplib::Server http_;
   std::thread listener_;
   std::atomic<bool> listenerDone_{false};
-  std::atomic<int> streams_{0};
-  std::atomic<bool> stopping_{false};
   int port_ = 0;
-  ObjectRegistry registry_;
-  ReadingsFeed feed_;
-  LoopTimer leaseTimer_;
-  std::unique_ptr<clsKeloInterface> console_;
-  std::string typeLibrary_;
+  ReadingsRoutes readings_;
+  AutomationApi automation_;
+  ConsoleRoutes console_;
 };
 
 }  // namespace tavkelo

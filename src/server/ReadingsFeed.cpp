@@ -3,8 +3,8 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "automation/KeloEnums.hpp"
 #include "link/KeloContext.hpp"
+#include "members/KeloEnums.hpp"
 #include "platform/VbFormat.hpp"
 #include "sequences/modMath.hpp"
 #include "server/PortMap.hpp"

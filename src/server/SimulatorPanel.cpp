@@ -1,6 +1,5 @@
 #include "server/SimulatorPanel.hpp"
 
-#include "server/AutomationApi.hpp"
 #include "server/PortMap.hpp"
 #include "sim/KeloController.hpp"
 #include "sim/OperatorConsole.hpp"
@@ -15,6 +14,12 @@ KeloController& SimulatorOf(PortMap* ports, int16_t port) {
   return *sim;
 }
 
+// The port of a request, from the query or the body alike: 1 to 255, 1 when not given.
+int16_t PortOf(const httplib::Request& req, const nlohmann::json* body) {
+  const int64_t port =
+      body == nullptr ? IntQuery(req, "port", 1, 1, 255) : IntField(*body, "port", 1, 1, 255);
+  return static_cast<int16_t>(port);
+}
 
 }  // namespace
 
@@ -26,22 +31,25 @@ nlohmann::json SimulatorPanel::State(PortMap* ports, int16_t port) {
   const WheelScales& scales = plant.Scales();
   nlohmann::json faults = nlohmann::json::array();
   const std::pair<DyneFault, const char*> kFaults[] = {{DyneFault::MotorFault, "motor"},
-                                                        {DyneFault::OverTemperature, "overtemp"},
-                                                        {DyneFault::DeviceError6, "error6"},
-                                                        {DyneFault::DeviceError7, "error7"},
-                                                        {DyneFault::DeviceError12, "error12"}};
+                                                       {DyneFault::OverTemperature, "overtemp"},
+                                                       {DyneFault::DeviceError6, "error6"},
+                                                       {DyneFault::DeviceError7, "error7"},
+                                                       {DyneFault::DeviceError12, "error12"}};
   for (const auto& [fault, name] : kFaults) {
     if (plant.HasFault(fault)) faults.push_back(name);
   }
   auto side = [&](ScaleSide s) {
-    return nlohmann::json{{"device", scales.DeviceConnected(s)}, {"weights", scales.Weights(s)},
+    return nlohmann::json{{"device", scales.DeviceConnected(s)},
+                          {"weights", scales.Weights(s)},
                           {"loadLb", scales.LoadLb(s)}};
   };
   return {{"port", port},
           {"speedMph", plant.SpeedMph()},
           {"mode", MachineModeName(plant.Mode())},
           {"statusWord", plant.StatusWord()},
-          {"lifts", lifts.IsUp() ? "up" : lifts.IsDown() ? "down" : "moving"},
+          {"lifts", lifts.IsUp()     ? "up"
+                    : lifts.IsDown() ? "down"
+                                     : "moving"},
           {"restraintsIn", plant.RestraintsIn()},
           {"loadCell", {{"device", cell.DeviceConnected()}, {"weights", cell.Weights()}}},
           {"scales", {{"left", side(ScaleSide::Left)}, {"right", side(ScaleSide::Right)}}},
@@ -57,6 +65,29 @@ nlohmann::json SimulatorPanel::Execute(PortMap* ports, int16_t port, const std::
   OperatorConsole::Result result = console.Execute(command);
   if (result.quit) return {{"ok", false}, {"text", "quit is for kelo-sim's own console"}};
   return {{"ok", result.ok}, {"text", result.text}};
+}
+
+void AddSimulatorRoutes(httplib::Server& http, RouteContext& context) {
+  http.Get("/api/sim", [&context](const httplib::Request& req, httplib::Response& res) {
+    Answer(res, [&] {
+      const int16_t port = PortOf(req, nullptr);
+      return std::make_pair(200, context.OnLoop(CallKind::NeverWaits, [&] {
+        return SimulatorPanel::State(context.Ports(), port);
+      }));
+    });
+  });
+
+  http.Post("/api/sim", [&context](const httplib::Request& req, httplib::Response& res) {
+    Answer(res, [&] {
+      const nlohmann::json body = ParseBody(req);
+      const std::string command = StringField(
+          body, "command", "the body needs {\"command\": \"...\"}, for example \"weights 3\"");
+      const int16_t port = PortOf(req, &body);
+      return std::make_pair(200, context.OnLoop(CallKind::NeverWaits, [&] {
+        return SimulatorPanel::Execute(context.Ports(), port, command);
+      }));
+    });
+  });
 }
 
 }  // namespace tavkelo

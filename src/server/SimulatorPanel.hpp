@@ -1,15 +1,21 @@
 #pragma once
 // The simulator's operator surface over HTTP, for the dashboard's simulator panel and
-// `kelo sim ...`: the state of a simulated dyne, and the operator commands of kelo-sim.
+// `kelo sim ...`: the state of a simulated dyne (GET /api/sim?port=N), and the operator commands
+// of kelo-sim (POST /api/sim {"command": "...", "port": N}). The port is 1 unless given.
 
 #include <cstdint>
 #include <string>
 
+#include <httplib.h>
 #include <nlohmann/json.hpp>
+
+#include "server/ApiRequest.hpp"
 
 namespace tavkelo {
 
 class PortMap;
+
+void AddSimulatorRoutes(httplib::Server& http, RouteContext& context);
 
 class SimulatorPanel {
  public:

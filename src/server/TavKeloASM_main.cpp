@@ -11,12 +11,10 @@
 
 #include "ProgramVersion.hpp"
 #include "host/HostContext.hpp"
-#include "host/modMain.hpp"
+#include "runtime/LoopTimer.hpp"
 #include "runtime/RealTimeLoop.hpp"
-#include "server/AutomationServer.hpp"
-#include "server/KeloEngine.hpp"
-#include "server/PortMap.hpp"
 #include "server/Registration.hpp"
+#include "server/ServerAssembly.hpp"
 #include "server/SignalWatcher.hpp"
 
 namespace {
@@ -116,44 +114,39 @@ int main(int argc, char** argv) {
     hostOptions.instanceLockPath = SingleInstanceLock::DefaultPath("TavKeloASM." + instance);
   }
 
+  ServerOptions options;
+  options.host = hostOptions;
+  options.commandLine = commandLine;
+  options.simulate = simulate;
+  options.sim.faults.seed = simSeed;
+  options.portMappings = portMappings;
+  options.http.host = host;
+  options.http.port = httpPort;
+  options.http.webDir = webDir;
+  options.http.leaseSeconds = leaseSeconds;
   RealTimeLoop loop;
-  HostContext hostContext(loop, hostOptions);
-  KeloEngine engine(hostContext);
-  modMain entry(hostContext);
-  if (entry.Main(commandLine, engine.StartupHooks()) == MainOutcome::AlreadyRunning) {
-    std::fprintf(stderr, "TavKeloASM: another instance is already running\n");
-    return 3;
-  }
-
-  KeloSimOptions simOptions;
-  simOptions.faults.seed = simSeed;
-  PortMap ports(loop, simulate, simOptions);
-  for (const std::string& mapping : portMappings) {
-    std::string error;
-    if (!ports.AddMapping(mapping, error)) {
-      std::fprintf(stderr, "TavKeloASM: --port: %s\n", error.c_str());
+  ServerAssembly server(loop, options);
+  switch (server.Result()) {
+    case ServerAssembly::Outcome::Ready:
+    case ServerAssembly::Outcome::RegistrationSwitch:  // taken care of above
+      break;
+    case ServerAssembly::Outcome::AlreadyRunning:
+      std::fprintf(stderr, "TavKeloASM: another instance is already running\n");
+      return 3;
+    case ServerAssembly::Outcome::BadPortMapping:
+      std::fprintf(stderr, "TavKeloASM: --port: %s\n", server.Error().c_str());
       return 2;
-    }
   }
-  engine.Context().openPort = [&ports](int16_t port) { return ports.Open(port); };
-  // This process holds the one-instance lock: names left by a process that died are stale.
-  NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloReadingsLock"));
-  NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloInterfaceLock"));
 
-  AutomationServer::Config config;
-  config.host = host;
-  config.port = httpPort;
-  config.webDir = webDir;
-  config.leaseSeconds = leaseSeconds;
-  AutomationServer server(loop, engine, &ports, config);
   // Signals are blocked before any thread starts, so that they reach the loop alone.
   LoopTimer shutdown(loop);
   SignalWatcher signals(loop, [&](int) {
     std::printf("TavKeloASM: stopping\n");
-    const SharedTestState& running = engine.Context().test;
+    const SharedTestState& running = server.Engine().Context().test;
     if (running.CurTest != 0 || running.CurCalibration != calibration::None) {
       // The dyne is brought to rest first: a test's own closing commands need the link.
-      std::printf("TavKeloASM: waiting for the running %s to end\n", running.CurTest != 0 ? "test" : "calibration");
+      std::printf("TavKeloASM: waiting for the running %s to end\n",
+                  running.CurTest != 0 ? "test" : "calibration");
     }
     std::fflush(stdout);
     server.BeginStop();
@@ -163,10 +156,7 @@ int main(int argc, char** argv) {
       shutdown.SetEnabled(false);
       loop.Post(
           [&] {
-            server.ReleaseAll();
-            // Nothing of this process holds the semaphores any more: leave no names behind.
-            NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloReadingsLock"));
-            NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloInterfaceLock"));
+            server.Release();
             loop.Stop();
           },
           CallKind::CanWait);
@@ -176,7 +166,7 @@ int main(int argc, char** argv) {
   });
 
   std::string error;
-  if (!server.Start(error)) {
+  if (!server.Serve(error)) {
     std::fprintf(stderr, "TavKeloASM: %s\n", error.c_str());
     return 4;
   }
@@ -185,19 +175,20 @@ int main(int argc, char** argv) {
   // call while it connects are queued behind it instead of running inside its wait.
   loop.Post(
       [&] {
-        if (connectPort > 0) {
-          server.Console().Init(true, static_cast<int16_t>(connectPort), 9600, "N");
-          if (!server.Console().Connect()) {
-            std::fprintf(stderr, "TavKeloASM: the console could not connect to port %d (%s)\n", connectPort,
-                         ports.Describe(static_cast<int16_t>(connectPort)).c_str());
-          }
+        const auto console = static_cast<int16_t>(connectPort);
+        if (connectPort > 0 && !server.ConnectConsole(console)) {
+          std::fprintf(stderr, "TavKeloASM: the console could not connect to port %d (%s)\n",
+                       connectPort, server.Ports().Describe(console).c_str());
         }
-        std::printf("TavKeloASM %s serving http://%s:%d/ (pid %d)\n", hostContext.ProgramVersionText.c_str(),
-                    host.c_str(), server.Port(), static_cast<int>(::getpid()));
-        for (int16_t p = 1; p <= 2; ++p) std::printf("  port %d: %s\n", p, ports.Describe(p).c_str());
+        std::printf("TavKeloASM %s serving http://%s:%d/ (pid %d)\n",
+                    server.Host().ProgramVersionText.c_str(), host.c_str(), server.Server().Port(),
+                    static_cast<int>(::getpid()));
+        for (int16_t p = 1; p <= 2; ++p) {
+          std::printf("  port %d: %s\n", p, server.Ports().Describe(p).c_str());
+        }
         if (connectPort > 0) {
           std::printf("  console connected to port %d: %s\n", connectPort,
-                      server.Console().Connected() ? "yes" : "no");
+                      server.Server().Console().Connected() ? "yes" : "no");
         }
         std::printf("Stop with Ctrl-C or SIGTERM.\n");
         std::fflush(stdout);

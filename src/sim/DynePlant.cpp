@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "link/DyneVocabulary.hpp"
-#include "link/ReadingsStore.hpp"
 #include "sim/SimUnits.hpp"
 
 namespace tavkelo {

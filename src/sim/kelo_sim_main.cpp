@@ -16,10 +16,10 @@
 #include <vector>
 
 #include "platform/FdSerialChannel.hpp"
+#include "platform/PseudoTerminal.hpp"
 #include "runtime/RealTimeLoop.hpp"
 #include "sim/KeloController.hpp"
 #include "sim/OperatorConsole.hpp"
-#include "sim/PseudoTerminal.hpp"
 #include "sim/SimTcpListener.hpp"
 
 using namespace tavkelo;

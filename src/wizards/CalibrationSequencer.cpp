@@ -9,10 +9,34 @@ CalibrationSequencer::CalibrationSequencer(KeloContext& ctx)
       forms_(ctx.test, ctx.host.notices),
       loadCell_(ctx, record_, forms_),
       weightScales_(ctx, record_, forms_) {
+  ctx_.calibrations = this;
   ctx_.runCalibrationStep = [this](int32_t curCalibration) { RunCalibrationStep(curCalibration); };
 }
 
-CalibrationSequencer::~CalibrationSequencer() { ctx_.runCalibrationStep = nullptr; }
+CalibrationSequencer::~CalibrationSequencer() {
+  if (ctx_.calibrations == this) ctx_.calibrations = nullptr;
+  ctx_.runCalibrationStep = nullptr;
+}
+
+bool CalibrationSequencer::Start(int32_t kind) {
+  if (kind != 1 && kind != 2) return false;
+  ctx_.polling.SetReadingsActive(true);
+  SharedTestState& t = ctx_.test;
+  t.TestAbortRequest = false;
+  t.TestCommandPending = false;
+  t.TestStage = 0;
+  t.WizardFormShown = false;
+  t.LastTestCompletionStatus = ltcs::InProgress;
+  t.LcwsStatus = seqstatus::Running;
+  t.CurCalibration = kind;
+  return true;
+}
+
+bool CalibrationSequencer::RequestStop() {
+  if (ctx_.test.CurCalibration == 0) return false;
+  ctx_.test.TestAbortRequest = true;
+  return true;
+}
 
 void CalibrationSequencer::RunCalibrationStep(int32_t curCalibration) {
   switch (curCalibration) {

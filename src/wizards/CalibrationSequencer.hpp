@@ -1,11 +1,13 @@
 #pragma once
 // Owns the calibration wizards of one process (the two calibrations, their shared work record and
 // their forms) and hands the poller's step to the one that runs: CurCalibration 1 the load cell,
-// 2 the weight scales. It is also where a viewer finds the open form and presses its buttons.
+// 2 the weight scales. A calibration is started and asked to stop here only. It is also where a
+// viewer finds the open form and presses its buttons.
 
 #include <cstdint>
 #include <optional>
 
+#include "link/RunControl.hpp"
 #include "wizards/CalibrationRecord.hpp"
 #include "wizards/LoadCellCalibration.hpp"
 #include "wizards/WeightScaleCalibration.hpp"
@@ -15,13 +17,21 @@ namespace tavkelo {
 
 class KeloContext;
 
-class CalibrationSequencer {
+class CalibrationSequencer final : public CalibrationControl {
  public:
-  // Installs ctx.runCalibrationStep; the destructor removes it again.
+  // Installs itself as ctx.calibrations, with ctx.runCalibrationStep; the destructor removes
+  // them again.
   explicit CalibrationSequencer(KeloContext& ctx);
   ~CalibrationSequencer();
   CalibrationSequencer(const CalibrationSequencer&) = delete;
   CalibrationSequencer& operator=(const CalibrationSequencer&) = delete;
+
+  // Starts calibration `kind` (1 load cell, 2 weight scales) at its stage 0, its form not yet
+  // shown, and turns the readings on, since the poller steps the calibration.
+  bool Start(int32_t kind) override;
+  // The stop request: with the form shown the calibration closes through stages 900 and 901;
+  // before that it drops the request (a caller that waits for the end asks again).
+  bool RequestStop() override;
 
   // One step of the calibration `curCalibration` (the poller's call).
   void RunCalibrationStep(int32_t curCalibration);

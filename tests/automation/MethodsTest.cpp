@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "automation/MemberTable.hpp"
+#include "automation/MemberBinding.hpp"
 #include "support/InterfaceFixture.hpp"
 
 namespace tavkelo {
@@ -173,6 +173,7 @@ TEST(StopTest, SwitchesOffWhatATargetTestSwitchedOnOrEverythingWithNoTest) {
       EXPECT_TRUE(f.loop.PumpUntil([&] { return k->CurTest() == gQRTXTINoTest; }, 5000)) << c.running;
       EXPECT_EQ(k->LastTestCompletionStatus(), gQRTXLTCSICompleted) << c.running;
       EXPECT_EQ(f.sim.Plant().Mode(), MachineMode::Off) << c.running;
+      EXPECT_FALSE(f.sim.Plant().Switches().beltCompensation) << c.running;
     }
   }
 }
@@ -236,7 +237,7 @@ TEST_F(Methods, PlaceholderPropertiesReturnTheirFixedResults) {
   EXPECT_EQ(f.RequestCount(), 0u) << "placeholders send nothing";
 }
 
-// Every placeholder method, called through the member table with zero arguments (1 for the
+// Every placeholder method, called through the member binding with zero arguments (1 for the
 // enumerations that start at 1): its fixed result, its log line or none, and nothing on the wire.
 TEST_F(Methods, EveryPlaceholderMethodReturnsItsFixedResultAndSendsNothing) {
   struct Case {
@@ -271,7 +272,7 @@ TEST_F(Methods, EveryPlaceholderMethodReturnsItsFixedResultAndSendsNothing) {
   };
   for (const Case& c : cases) {
     for (const char* name : c.names) {
-      const MemberInfo* member = FindMember(name, MemberKind::Method);
+      const BoundMember* member = FindBoundMember(name, MemberKind::Method);
       ASSERT_NE(member, nullptr) << name;
       std::vector<AutoValue> args;
       for (const ParamInfo& p : member->params) {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "host/HostContext.hpp"
-#include "platform/OleDate.hpp"
+#include "runtime/OleDate.hpp"
 #include "runtime/VirtualTimeLoop.hpp"
 #include "support/TempDir.hpp"
 

@@ -2,8 +2,8 @@
 
 #include "host/Notices.hpp"
 #include "host/clsIniProfile.hpp"
-#include "platform/OleDate.hpp"
 #include "platform/VbError.hpp"
+#include "runtime/OleDate.hpp"
 #include "support/TempDir.hpp"
 
 namespace tavkelo {

@@ -2,7 +2,7 @@
 
 #include "host/HostContext.hpp"
 #include "host/modMain.hpp"
-#include "platform/OleDate.hpp"
+#include "runtime/OleDate.hpp"
 #include "runtime/VirtualTimeLoop.hpp"
 #include "support/TempDir.hpp"
 

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/PseudoTerminal.hpp"
 #include "platform/TcpSerialChannel.hpp"
 #include "platform/TermiosSerialChannel.hpp"
 #include "runtime/RealTimeLoop.hpp"
-#include "sim/PseudoTerminal.hpp"
 #include "support/LoopbackSocket.hpp"
 
 namespace tavkelo {

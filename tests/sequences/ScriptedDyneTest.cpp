@@ -78,7 +78,7 @@ TEST_P(SleepAfterTest, SendsOneCommandPerStepAndBrakesOnlyAfterTestsOneToThree) 
   const auto [startedTest, brakes] = GetParam();
   test::ScriptedRig rig;
   SharedTestState& t = rig.T();
-  t.StartedTestIndex = startedTest;
+  rig.Start(startedTest);
   t.SleepStep = 0;
   t.SleepStatus = seqstatus::Running;
   rig.f.ctx->store.DyneSpeed = 12.0f;
@@ -109,9 +109,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Sleep, WaitsForTheMotorToStopOnlyWhileTheReadingsRun) {
   test::ScriptedRig rig;
   SharedTestState& t = rig.T();
-  t.StartedTestIndex = test::Parasitics;
+  rig.Start(test::Parasitics);  // the readings running
   t.SleepStatus = seqstatus::Running;
-  rig.f.ctx->polling.SetReadingsActive(true);
   rig.f.ctx->store.DyneStatusBits[status::MotorOn] = true;
   for (int i = 0; i < 5; ++i) rig.sequencer.Sleep().PutDyneToSleep();
   EXPECT_EQ(t.SleepStep, 2) << "\"0\" and \"K\" sent, then waiting";

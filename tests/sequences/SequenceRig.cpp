@@ -46,28 +46,7 @@ std::array<long double, 3> LeastSquaresQuadratic(const std::vector<double>& x,
 
 void Rig::Start(int16_t index) {
   startS_ = Now();
-  f.ctx->polling.SetReadingsActive(true);  // AutoUpdateEnabled
-  SharedTestState& t = T();
-  t.TestAbortRequest = false;
-  t.TestCommandPending = false;
-  t.StartedTestIndex = index;
-  t.CurTest = index;
-  t.LastTestCompletionStatus = ltcs::InProgress;
-  t.TestStage = 0;
-  t.TestStageLogged = 0;
-}
-
-void Rig::Stop() {
-  KeloContext& ctx = *f.ctx;
-  if (T().CurTest != test::None) T().TestAbortRequest = true;
-  if (T().StartedTestIndex >= test::ConstantTarget &&
-      T().StartedTestIndex <= test::VehicleSimulation) {
-    ctx.polling.SuspendDyneReadings();
-    for (uint8_t code : {cmd::RegulatorOff, cmd::AugmentedBreakingOff, cmd::BeltCompensationOff}) {
-      if (ctx.polling.InterfaceKeloCommand(code, 0, 0.0f) != 0) break;
-    }
-    ctx.polling.ResumeDyneReadings();
-  }
+  EXPECT_TRUE(sequencer.Start(index)) << "test " << index << " refused";
 }
 
 void Rig::StartPoller() {

@@ -1,7 +1,7 @@
 #pragma once
-// Shared pieces of the sequence tests: a link with the test sequencer installed that starts and
-// stops a test the way the interface does, with either the controller simulator (SimRig) or a
-// scripted dyne whose speed follows a profile the test gives (ScriptedRig) on the device end.
+// Shared pieces of the sequence tests: a link with the test sequencer installed, which starts and
+// stops its tests, with either the controller simulator (SimRig) or a scripted dyne whose speed
+// follows a profile the test gives (ScriptedRig) on the device end.
 
 #include <array>
 #include <cstdint>
@@ -37,11 +37,9 @@ class Rig {
   explicit Rig(int16_t logControl = 8) : f(logControl), sequencer(*f.ctx) {}
   virtual ~Rig() = default;
 
-  // What StartTest does once its checks have passed.
+  // Starts the test as StartTest does (expected to be accepted); Commands() count from here.
   void Start(int16_t index);
-  // What StopTest does: the stop request, and for the target tests (4 to 6) the three commands
-  // that switch the regulation off, sent with the poller suspended.
-  void Stop();
+  void Stop() { sequencer.RequestStop(); }
   // Takes the interface lock once (so that the resume's release balances) and resumes the poller
   // with the readings active.
   void StartPoller();

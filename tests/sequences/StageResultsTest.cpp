@@ -19,11 +19,9 @@ class StageResults : public ::testing::Test {
   }
   // Takes `index` through its stage 0 (windows loaded, results cleared).
   void StageZero(int16_t index) {
-    SharedTestState& t = rig.T();
-    t.CurTest = t.StartedTestIndex = index;
-    t.TestStage = t.TestStageLogged = 0;
+    rig.Start(index);
     rig.sequencer.RunTestStep(index);
-    ASSERT_EQ(t.TestStage, 1);
+    ASSERT_EQ(rig.T().TestStage, 1);
   }
 
   test::Rig rig;

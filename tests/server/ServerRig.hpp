@@ -1,7 +1,7 @@
 #pragma once
-// TavKeloASM's HTTP server assembled in-process as its entry point assembles it (host services,
-// the entry routine, the engine, a port map that simulates every port, the automation server on
-// port 0), with the dashboard's console connected to the simulated port 1 so the poller runs.
+// TavKeloASM assembled in-process as its entry point assembles it (ServerAssembly), with every
+// port simulated, the HTTP server on port 0, and the dashboard's console connected to the
+// simulated port 1 so the poller runs.
 //
 // The loop runs on virtual time: while requests are in flight the test thread pumps it without
 // letting time pass, and lease expiry is driven by PassTime(), never by waiting. The tick count
@@ -17,12 +17,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "host/HostContext.hpp"
-#include "host/modMain.hpp"
 #include "runtime/VirtualTimeLoop.hpp"
-#include "server/AutomationServer.hpp"
-#include "server/KeloEngine.hpp"
-#include "server/PortMap.hpp"
+#include "server/ServerAssembly.hpp"
 #include "support/TempDir.hpp"
 
 namespace tavkelo::test {
@@ -43,12 +39,14 @@ class ServerRig {
   ServerRig& operator=(const ServerRig&) = delete;
 
   // One request on a connection of its own, without pumping: for use inside Serve.
-  Reply Send(const std::string& method, const std::string& path, const std::string& body = "") const;
+  Reply Send(const std::string& method, const std::string& path,
+             const std::string& body = "") const;
   // Runs fn, which sends requests, on a thread of its own while the test thread pumps the loop.
   template <class F>
   auto Serve(F&& fn) -> decltype(fn()) {
     auto result = std::async(std::launch::async, std::forward<F>(fn));
-    PumpWhile([&] { return result.wait_for(std::chrono::seconds(0)) != std::future_status::ready; });
+    PumpWhile(
+        [&] { return result.wait_for(std::chrono::seconds(0)) != std::future_status::ready; });
     return result.get();
   }
   Reply Request(const std::string& method, const std::string& path, const std::string& body = "") {
@@ -65,11 +63,7 @@ class ServerRig {
 
   TempDir dir_;
   std::unique_ptr<VirtualTimeLoop> loop_;
-  std::unique_ptr<HostContext> host_;
-  std::unique_ptr<KeloEngine> engine_;
-  std::unique_ptr<modMain> entry_;
-  std::unique_ptr<PortMap> ports_;
-  std::unique_ptr<AutomationServer> server_;
+  std::unique_ptr<ServerAssembly> server_;
 };
 
 }  // namespace tavkelo::test

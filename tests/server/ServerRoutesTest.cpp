@@ -1,18 +1,15 @@
 // The remote automation API served in-process over loopback HTTP on virtual time, with the poller
 // running against the simulated controller: every kind of bad call answered with its status and
-// its exact message while the server keeps serving, named and by-reference arguments, the type
-// library, leases, and reads answered while another client commands the dyne.
+// its exact message while the server keeps serving, named and by-reference arguments, leases, and
+// reads answered while another client commands the dyne. The type library is TypeLibraryTest's.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <limits>
-#include <set>
 #include <thread>
 #include <vector>
 
 #include "ServerRig.hpp"
-#include "automation/KeloEnums.hpp"
-#include "automation/MemberTable.hpp"
 #include "server/AutomationApi.hpp"
 
 namespace tavkelo {
@@ -27,8 +24,17 @@ class ServerRoutes : public ::testing::Test {
     Reply created = rig.Request("POST", "/automation/objects", body);
     EXPECT_EQ(created.status, 201) << created.text;
     const std::string id = created.json.value("id", "");
-    EXPECT_TRUE(id.size() == 20 && id.find_first_not_of("0123456789abcdef") == std::string::npos) << id;
+    EXPECT_TRUE(id.size() == 20 && id.find_first_not_of("0123456789abcdef") == std::string::npos)
+        << id;
     return "/automation/objects/" + id;
+  }
+  // A new object, initialised and connected to the simulated port 1.
+  std::string NewConnectedObject(const std::string& body = "{}") {
+    const std::string o = NewObject(body);
+    EXPECT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status,
+              200);
+    EXPECT_EQ(rig.Request("POST", o + "/methods/Connect", "{}").json["result"], true);
+    return o;
   }
   // The number of client objects, asked in a way that renews nobody's lease.
   int Objects() { return rig.Request("GET", "/api/server").json["objects"].get<int>(); }
@@ -37,7 +43,8 @@ class ServerRoutes : public ::testing::Test {
 };
 
 std::string Expand(std::string text, const std::string& token, const std::string& value) {
-  for (size_t at = text.find(token); at != std::string::npos; at = text.find(token, at + value.size())) {
+  for (size_t at = text.find(token); at != std::string::npos;
+       at = text.find(token, at + value.size())) {
     text.replace(at, token.size(), value);
   }
   return text;
@@ -55,18 +62,21 @@ TEST_F(ServerRoutes, BadCallsAreAnsweredWithTheirStatusAndWhatWasWrong) {
     const char* error;  // "{gone}" stands for the expired object's path
   };
   const BadCall cases[] = {
-      {"POST", "/automation/objects", "{\"leaseSeconds\": ", 400, "malformed JSON in the request body"},
-      {"POST", "{o}/methods/RaiseLifts", "[true, false]", 400, "the request body must be a JSON object"},
-      {"POST", "/automation/objects", R"({"leaseSeconds": 3601})", 400, "leaseSeconds must be a whole number from 1 to 3600"},
-      {"GET", "/automation/objects/nosuchobject/properties/Connected", "", 404,
-       "unknown object nosuchobject (released, or its lease ran out)"},
-      {"GET", "{gone}/properties/Connected", "", 404, "unknown object {gone} (released, or its lease ran out)"},
+      {"POST", "/automation/objects", "{\"leaseSeconds\": ", 400,
+       "malformed JSON in the request body"},
+      {"POST", "{o}/methods/RaiseLifts", "[true, false]", 400,
+       "the request body must be a JSON object"},
+      {"POST", "/automation/objects", R"({"leaseSeconds": 3601})", 400,
+       "leaseSeconds must be a whole number from 1 to 3600"},
+      {"GET", "{gone}/properties/Connected", "", 404,
+       "unknown object {gone} (released, or its lease ran out)"},
       {"POST", "{gone}/ping", "{}", 404, "unknown object {gone} (released, or its lease ran out)"},
       {"DELETE", "{gone}", "", 404, "unknown object {gone}"},
       {"GET", "{o}/properties/connected", "", 404, "clsKeloInterface has no property connected"},
       {"POST", "{o}/methods/Connected", "{}", 404, "clsKeloInterface has no method Connected"},
       {"GET", "/automation/objects", "", 404, "no such path: /automation/objects"},
-      {"POST", "{o}/methods/RaiseLifts", R"({"args": [true]})", 400, "RaiseLifts takes 2 arguments, got 1"},
+      {"POST", "{o}/methods/RaiseLifts", R"({"args": [true]})", 400,
+       "RaiseLifts takes 2 arguments, got 1"},
       {"POST", "{o}/methods/Connect", R"({"args": [1]})", 400, "Connect takes 0 arguments, got 1"},
       {"POST", "{o}/methods/RaiseLifts", R"({"args": [1, 0]})", 400,
        "argument TWDLift (Boolean): expected true or false, got 1"},
@@ -88,17 +98,35 @@ TEST_F(ServerRoutes, BadCallsAreAnsweredWithTheirStatusAndWhatWasWrong) {
        "argument TestIndex (QRTXTestIndeces): expected a number, got string"},
       {"POST", "{o}/methods/GetParasiticsAtSpeed", R"({"args": []})", 400,
        "GetParasiticsAtSpeed takes 1 to 5 arguments, got 0"},
-      {"POST", "{o}/methods/Init", R"({"args": {"BeActive": true}})", 400, "Init needs argument SerialPort"},
-      {"POST", "{o}/methods/RaiseLifts", R"({"args": {"TWDLift": true, "FWDLift": true, "Both": true}})", 400,
+      {"POST", "{o}/methods/Init", R"({"args": {"BeActive": true}})", 400,
+       "Init needs argument SerialPort"},
+      {"POST", "{o}/methods/RaiseLifts",
+       R"({"args": {"TWDLift": true, "FWDLift": true, "Both": true}})", 400,
        "RaiseLifts has no parameter Both"},
-      {"POST", "{o}/methods/RaiseLifts", R"({"args": "true, false"})", 400, "\"args\" must be an array or an object"},
-      {"PUT", "{o}/properties/Connected", R"({"value": true})", 405, "property Connected is read-only"},
+      {"POST", "{o}/methods/RaiseLifts", R"({"args": "true, false"})", 400,
+       "\"args\" must be an array or an object"},
+      {"PUT", "{o}/properties/Connected", R"({"value": true})", 405,
+       "property Connected is read-only"},
       {"PUT", "{o}/properties/AutoUpdateEnabled", "{}", 400, "the body needs {\"value\": ...}"},
       {"GET", "{o}/properties/VehSimTestOnlyIntegrateInWindow", "", 400,
        "VehSimTestOnlyIntegrateInWindow needs the query parameter WhichWin"},
-      {"GET", "{o}/properties/PrimarySpeedMPH?WhichWin=1", "", 400, "PrimarySpeedMPH takes no query parameter WhichWin"},
-      {"POST", "{o}/methods/StartFakeDataPlayBack", R"({"args": [")" + std::string(70 * 1024, 'x') + R"("]})", 413,
-       "request body too large"},
+      {"GET", "{o}/properties/PrimarySpeedMPH?WhichWin=1", "", 400,
+       "PrimarySpeedMPH takes no query parameter WhichWin"},
+      {"GET", "/api/sim?port=1x", "", 400, "port must be a whole number from 1 to 255"},
+      {"POST", "/api/sim", R"({"command": "weights 3", "port": 65537})", 400,
+       "port must be a whole number from 1 to 255"},
+      {"POST", "/api/sim", R"({"port": 1})", 400,
+       "the body needs {\"command\": \"...\"}, for example \"weights 3\""},
+      {"POST", "/api/console/connect", R"({"port": "1"})", 400,
+       "port must be a whole number from 1 to 255"},
+      {"POST", "/api/console/start", "{}", 400, "start needs {\"test\": 1 to 6}"},
+      {"POST", "/api/console/jump", "{}", 404, "no console action jump"},
+      {"GET", "/api/notices?since=-1", "", 400, "since must be a whole number of 0 or more"},
+      {"POST", "/api/wizard/ok", "{}", 404, "the wizard forms have no button ok"},
+      {"POST", "/api/wizard/continue", "{}", 409,
+       "no calibration form is open, or its continue button is hidden"},
+      {"POST", "{o}/methods/StartFakeDataPlayBack",
+       R"({"args": [")" + std::string(70 * 1024, 'x') + R"("]})", 413, "request body too large"},
   };
   for (const auto& c : cases) {
     const std::string path = Expand(Expand(c.path, "{o}", o), "{gone}", gone);
@@ -111,23 +139,32 @@ TEST_F(ServerRoutes, BadCallsAreAnsweredWithTheirStatusAndWhatWasWrong) {
 
   // The live object and the server carry on.
   EXPECT_EQ(rig.Request("POST", o + "/ping", "{}").json, (json{{"leaseSeconds", 30}}));
-  EXPECT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 2, 9600, "N"]})").status, 200);
-  EXPECT_EQ(rig.Request("GET", o + "/properties/SerialPort").json, (json{{"value", 2}})) << "Init took effect";
+  EXPECT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 2, 9600, "N"]})").status,
+            200);
+  EXPECT_EQ(rig.Request("GET", o + "/properties/SerialPort").json, (json{{"value", 2}}))
+      << "Init took effect";
   EXPECT_EQ(Objects(), 1);
 }
 
 TEST_F(ServerRoutes, NamedArgumentsInAnyOrderAndByReferenceOutputs) {
   const std::string o = NewObject();
-  Reply para = rig.Request("POST", o + "/methods/GetParasiticsAtSpeed", R"({"args": {"TheSpeed": 20}})");
+  Reply para =
+      rig.Request("POST", o + "/methods/GetParasiticsAtSpeed", R"({"args": {"TheSpeed": 20}})");
   ASSERT_EQ(para.status, 200) << para.text;
   EXPECT_EQ(para.json["result"], 0);
   ASSERT_EQ(para.json["byRef"].size(), 4u) << para.text;
-  EXPECT_GT(para.json["byRef"]["TWDUnseenPara"].get<double>(), 0.0) << "the loss on the curve the dyne reported";
-  for (const char* zero : {"TWDRawPara", "FWDRawPara", "FWDUnseenPara"}) EXPECT_EQ(para.json["byRef"][zero], 0.0) << zero;
+  EXPECT_GT(para.json["byRef"]["TWDUnseenPara"].get<double>(), 0.0)
+      << "the loss on the curve the dyne reported";
+  for (const char* zero : {"TWDRawPara", "FWDRawPara", "FWDUnseenPara"})
+    EXPECT_EQ(para.json["byRef"][zero], 0.0) << zero;
   // A placeholder leaves its outputs as they came in; a Single travels with its own digits.
-  Reply pid = rig.Request("POST", o + "/methods/GetPIDConstants", R"({"args": {"IValue": 0.1, "WhichPID": 1}})");
-  EXPECT_EQ(pid.json, (json{{"result", 1}, {"byRef", {{"PValue", 0.0}, {"IValue", 0.1}, {"DValue", 0.0}}}})) << pid.text;
-  Reply lifts = rig.Request("POST", o + "/methods/RaiseLifts", R"({"args": {"FWDLift": false, "TWDLift": true}})");
+  Reply pid = rig.Request("POST", o + "/methods/GetPIDConstants",
+                          R"({"args": {"IValue": 0.1, "WhichPID": 1}})");
+  EXPECT_EQ(pid.json,
+            (json{{"result", 1}, {"byRef", {{"PValue", 0.0}, {"IValue", 0.1}, {"DValue", 0.0}}}}))
+      << pid.text;
+  Reply lifts = rig.Request("POST", o + "/methods/RaiseLifts",
+                            R"({"args": {"FWDLift": false, "TWDLift": true}})");
   EXPECT_EQ(lifts.status, 200) << "a member's refusal is its result, not an HTTP error";
   EXPECT_EQ(lifts.json["result"], 200) << "not connected: no link to the device";
 }
@@ -140,53 +177,8 @@ TEST(ServerValues, ASingleTravelsWithItsOwnDigitsAndWhatJsonCannotSayAsNull) {
   EXPECT_EQ(ValueToJson(-std::numeric_limits<float>::infinity()), json(nullptr));
 }
 
-std::string Listed(const std::string& kind, const std::string& name, const std::vector<std::string>& params,
-                   const std::string& result, bool canWait) {
-  std::string s = kind + " " + name + "(";
-  for (size_t i = 0; i < params.size(); ++i) s += (i > 0 ? ", " : "") + params[i];
-  return s + ") " + result + (canWait ? " [waits]" : "");
-}
-
-TEST_F(ServerRoutes, TheTypeLibraryListsTheMemberTableAndTheEnumerations) {
-  Reply library = rig.Request("GET", "/automation/typelib");
-  ASSERT_EQ(library.status, 200);
-  EXPECT_EQ(library.json["class"], "clsKeloInterface");
-  std::vector<std::string> served, table;
-  std::set<std::string> types{"Void", "Boolean", "Byte", "Integer", "Long", "Single", "String"};
-  for (const json& e : library.json["enumerations"]) {
-    types.insert(e["name"].get<std::string>());
-    for (const json& m : e["members"]) served.push_back(e["name"].get<std::string>() + "." + m.dump());
-  }
-  for (const EnumerationInfo& e : Enumerations()) {
-    for (const auto& [name, value] : e.members) table.push_back(e.name + "." + json{{"name", name}, {"value", value}}.dump());
-  }
-  for (const json& m : library.json["members"]) {
-    std::vector<std::string> params;
-    for (const json& p : m["parameters"]) {
-      params.push_back((p["byRef"].get<bool>() ? "ByRef " : "") + p["type"].get<std::string>() + " " +
-                       p["name"].get<std::string>());
-      EXPECT_EQ(types.count(p["type"]), 1u) << m["name"] << " names an unlisted type";
-    }
-    EXPECT_EQ(types.count(m["result"]), 1u) << m["name"] << " answers an unlisted type";
-    served.push_back(Listed(m["kind"], m["name"], params, m["result"], m["canWait"]));
-  }
-  const char* kinds[] = {"method", "propertyGet", "propertyPut"};
-  for (const MemberInfo& m : MemberTable()) {
-    std::vector<std::string> params;
-    for (const ParamInfo& p : m.params) params.push_back((p.byRef ? "ByRef " : "") + AutoTypeName(p.type) + " " + p.name);
-    table.push_back(Listed(kinds[static_cast<int>(m.kind)], m.name, params, AutoTypeName(m.result), m.canWait));
-  }
-  EXPECT_EQ(served, table);
-  EXPECT_NE(std::find(served.begin(), served.end(),
-                      "method GetParasiticsAtSpeed(Single TheSpeed, ByRef Single TWDRawPara, ByRef Single FWDRawPara, "
-                      "ByRef Single TWDUnseenPara, ByRef Single FWDUnseenPara) QRTXErrorConstants"),
-            served.end());
-}
-
 TEST_F(ServerRoutes, LeasesRunOutUnlessPingsOrCallsRenewThem) {
-  const std::string idle = NewObject(R"({"leaseSeconds": 2})");
-  ASSERT_EQ(rig.Request("POST", idle + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status, 200);
-  ASSERT_EQ(rig.Request("POST", idle + "/methods/Connect", "{}").json["result"], true);
+  const std::string idle = NewConnectedObject(R"({"leaseSeconds": 2})");
   const std::string pinged = NewObject(R"({"leaseSeconds": 2})");
   const std::string used = NewObject(R"({"leaseSeconds": 2})");
   ASSERT_EQ(rig.Request("GET", idle + "/properties/SerialPort").status, 200);  // its last use
@@ -202,7 +194,8 @@ TEST_F(ServerRoutes, LeasesRunOutUnlessPingsOrCallsRenewThem) {
   EXPECT_EQ(Objects(), 3) << "exactly its lease is still within it";
   rig.PassTime(1001);  // the lease timer looks once a second
   EXPECT_EQ(Objects(), 2);
-  EXPECT_EQ(rig.LogCount("clsKeloInterface: DisConnect"), disconnects + 1) << "released as DELETE releases";
+  EXPECT_EQ(rig.LogCount("clsKeloInterface: DisConnect"), disconnects + 1)
+      << "released as DELETE releases";
   EXPECT_EQ(rig.LogCount("clsKeloInterface: Class_Terminate - Complete"), 1);
   for (int step = 0; step < 6; ++step) {  // 9 s: four leases over
     renew();
@@ -215,9 +208,7 @@ TEST_F(ServerRoutes, LeasesRunOutUnlessPingsOrCallsRenewThem) {
 }
 
 TEST_F(ServerRoutes, AnObjectDoesNotExpireDuringItsOwnLongCall) {
-  const std::string o = NewObject(R"({"leaseSeconds": 2})");
-  ASSERT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status, 200);
-  ASSERT_EQ(rig.Request("POST", o + "/methods/Connect", "{}").json["result"], true);
+  const std::string o = NewConnectedObject(R"({"leaseSeconds": 2})");
   ASSERT_EQ(rig.Request("POST", o + "/methods/StartTest", R"({"args": [1]})").json["result"], 0);
   for (int i = 0; i < 6; ++i) {  // the warm-up's motor runs the rolls up; the client pings
     ASSERT_EQ(rig.Request("POST", o + "/ping", "{}").status, 200);
@@ -235,17 +226,17 @@ TEST_F(ServerRoutes, AnObjectDoesNotExpireDuringItsOwnLongCall) {
 }
 
 TEST_F(ServerRoutes, ReadsAreAnsweredWhileAnotherClientCommandsTheDyne) {
-  const std::string o = NewObject();
-  ASSERT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status, 200);
-  ASSERT_EQ(rig.Request("POST", o + "/methods/Connect", "{}").json["result"], true);
+  const std::string o = NewConnectedObject();
   std::atomic<int> good{0};
   std::vector<int> results = rig.Serve([&] {
     std::thread reader([&] {
-      for (int i = 0; i < 40; ++i) good += rig.Send("GET", o + "/properties/Connected").json == json{{"value", true}};
+      for (int i = 0; i < 40; ++i)
+        good += rig.Send("GET", o + "/properties/Connected").json == json{{"value", true}};
     });
     std::vector<int> r;
     for (const char* member : {"RaiseLifts", "LowerLifts", "RaiseLifts", "LowerLifts"}) {
-      r.push_back(rig.Send("POST", o + "/methods/" + member, R"({"args": [true, false]})").json["result"]);
+      r.push_back(
+          rig.Send("POST", o + "/methods/" + member, R"({"args": [true, false]})").json["result"]);
     }
     reader.join();
     return r;

@@ -15,7 +15,7 @@
 
 #include "SimBench.hpp"
 #include "platform/FdSerialChannel.hpp"
-#include "sim/PseudoTerminal.hpp"
+#include "platform/PseudoTerminal.hpp"
 #include "sim/SimTcpListener.hpp"
 
 namespace tavkelo::test {

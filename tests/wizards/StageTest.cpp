@@ -14,7 +14,7 @@ namespace {
 
 TEST(LoadCellStages, ExpectedTorqueFromTheCalibrationWeight) {
   StageRig rig(1);
-  rig.t.TestAbortRequest = true;  // left over from before the form opened: dropped
+  rig.seq.RequestStop();  // before the form opened: dropped
   EXPECT_EQ(rig.Step(), "E088");
   EXPECT_FALSE(rig.t.TestAbortRequest);
   rig.store.CalWeight = 5000.0f;  // tenths of a newton: 500 N is 112.4045 lbf

@@ -4,35 +4,13 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <sstream>
 
 namespace tavkelo::test {
-
-std::string StateText(const KeloContext& ctx, const CalibrationRecord& r, const WizardForms& forms) {
-  const SharedTestState& t = ctx.test;
-  std::ostringstream out;
-  out << t.LastTestCompletionStatus << ' ' << t.TestStage << ' ' << t.TestAbortRequest << ' ' << t.TestCommandPending
-      << ' ' << t.LcwsStatus << ' ' << t.CurCalibration << ' ' << t.WizardFormShown << ' ' << t.WizardContinuePressed
-      << '|' << r.ExpectedTorque << ' ' << r.StageMarkMs << ' ' << r.NowMs << ' ' << r.InBandSinceMs << ' '
-      << r.InBandNowMs << ' ' << r.PromptNotReadyShown << ' ' << r.PromptReadyShown << ' ' << r.WeightsSettling;
-  for (const auto* s : {&r.Left, &r.Right}) out << ' ' << s->ScaleDisplay << ' ' << s->ScaleOffset << ' ' << s->ScaleOffsetAverage;
-  out << '|' << forms.Revision() << '\n';
-  if (auto snap = forms.SnapshotOpenForm()) {
-    out << snap->Name << ' ' << snap->Visible << ' ' << snap->Shown << ' ' << snap->ChangeCount << '\n';
-    for (const WizardControlState& c : snap->Controls) {
-      out << c.Name << " '" << c.Caption << "' " << c.Visible << ' ' << c.ForeColor << ' ' << c.BackColor << '\n';
-    }
-  }
-  return out.str();
-}
 
 StageRig::StageRig(int32_t calibration)
     : f(8), seq(*f.ctx), t(f.ctx->test), store(f.ctx->store), record(seq.Record()) {
   f.host->notices.SetEchoToStderr(false);
-  // What SpanAnalogInput puts in place.
-  t.LastTestCompletionStatus = ltcs::InProgress;
-  t.LcwsStatus = seqstatus::Running;
-  t.CurCalibration = calibration;
+  EXPECT_TRUE(seq.Start(calibration));
 }
 
 std::string StageRig::Step() {
@@ -107,10 +85,9 @@ SimWizardRig::SimWizardRig(KeloSimOptions options)
 }
 
 SimWizardRig::~SimWizardRig() {
-  SharedTestState& t = f.ctx->test;
-  if (t.CurCalibration == 0) return;
-  ADD_FAILURE() << "the calibration still ran at stage " << t.TestStage;
-  t.CurCalibration = 0;
+  // The interface's release then asks it to stop and waits for its closing stages.
+  const SharedTestState& t = f.ctx->test;
+  if (t.CurCalibration != 0) ADD_FAILURE() << "the calibration still ran at stage " << t.TestStage;
 }
 
 void SimWizardRig::Start(QRTXAnalogInputIndeces input) {

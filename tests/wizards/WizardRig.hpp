@@ -15,11 +15,9 @@
 
 namespace tavkelo::test {
 
-// Everything a step can change, as text, so that two moments can be compared whole.
-std::string StateText(const KeloContext& ctx, const CalibrationRecord& record, const WizardForms& forms);
-
 class StageRig {
  public:
+  // Calibration `calibration` started, its first step not yet made.
   explicit StageRig(int32_t calibration);
   // One step as the poller makes it; the command sent ("E088", "F061", "T"), "" for none.
   std::string Step();
@@ -57,7 +55,7 @@ class ScriptedOperator {
 class SimWizardRig {
  public:
   explicit SimWizardRig(KeloSimOptions options = {});
-  // The interface's release waits for a running calibration: make sure it has ended.
+  // A calibration still running at the end is a failure.
   ~SimWizardRig();
   // Connect, then SpanAnalogInput with `input`; requests are counted from there.
   void Start(QRTXAnalogInputIndeces input);

@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "automation/MemberTable.hpp"
+#include "members/MemberTable.hpp"
 
 using namespace tavkelo;
 
@@ -59,7 +59,7 @@ int main(int argc, char** argv) {
   std::ofstream c(dir + "/RemoteKeloInterface.cpp");
   h << "#pragma once\n// Generated from the member table by GenerateRemoteInterface; do not edit.\n"
        "// clsKeloInterface seen from another process: each member calls the remote automation API.\n\n"
-       "#include <cstdint>\n#include <string>\n\n#include \"automation/KeloEnums.hpp\"\n"
+       "#include <cstdint>\n#include <string>\n\n#include \"members/KeloEnums.hpp\"\n"
        "#include \"client/AutomationClient.hpp\"\n\nnamespace tavkelo {\n\n"
        "class RemoteKeloInterface : public RemoteObject {\n public:\n"
        "  // Creates the object on the server (and keeps its lease while this lives).\n"

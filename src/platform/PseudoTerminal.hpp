@@ -1,8 +1,9 @@
 #pragma once
 // A pseudo-terminal for serving the controller to programs that open a serial device: the
 // master side is the controller's end, the slave path (/dev/pts/N) is what a client opens. The
-// slave is set to raw mode (no echo, no line editing, 8 bits, reads wait for a byte) and one slave descriptor is kept
-// open here, so the master does not see a hang-up each time a client closes the device.
+// slave is set to raw mode (no echo, no line editing, 8 bits, reads wait for a byte) and one slave
+// descriptor is kept open here, so the master does not see a hang-up each time a client closes the
+// device.
 
 #include <string>
 

@@ -1,7 +1,6 @@
 #pragma once
-// The public enumerations of clsKeloInterface, their error texts and test names, and the mapping
-// of a device exchange's outcome onto an error constant. The names, misspellings included, are
-// part of the published interface.
+// The public enumerations of clsKeloInterface, their error texts and test names. The names,
+// misspellings included, are part of the published interface.
 
 #include <cstdint>
 #include <string>
@@ -94,7 +93,6 @@ enum QRTXAnalogInputIndeces : int32_t {
 
 std::string ErrorToString(int32_t error);
 std::string TestIndexToString(int32_t testIndex);
-QRTXErrorConstants DeviceResultToError(int32_t exchangeResult);
 
 // The enumerations as the type library lists them: each with its members in declared order.
 struct EnumerationInfo {

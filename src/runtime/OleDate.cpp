@@ -1,4 +1,4 @@
-#include "platform/OleDate.hpp"
+#include "runtime/OleDate.hpp"
 
 #include <cctype>
 #include <cmath>

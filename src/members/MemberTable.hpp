@@ -1,18 +1,18 @@
 #pragma once
-// The one list of clsKeloInterface's published members: name, kind, parameters with their
-// automation types and by-reference flags, result type, whether the member can wait (pump the
-// loop), and how to call it. The remote API dispatches and describes its type library from here.
+// The one description of clsKeloInterface's published members: name, kind (method, property get,
+// property put), parameters with their names, automation types and by-reference flags, result
+// type, and whether the member talks to the dyne (and so can wait). The enumerations it names are
+// in members/KeloEnums.hpp. Nothing here knows the engine: the remote API, the client, its code
+// generator and the type library are all made from this list; automation/MemberBinding.hpp binds
+// each member to clsKeloInterface.
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
 namespace tavkelo {
-
-class clsKeloInterface;
 
 // Automation types: Single = float, Integer = int16, Long = int32, Byte = uint8, Boolean, String;
 // an enumeration travels as a Long.
@@ -38,12 +38,14 @@ struct MemberInfo {
   MemberKind kind = MemberKind::Method;
   std::vector<ParamInfo> params;
   AutoTypeRef result;
-  // A member that can wait runs only at the loop's top level, one at a time.
+  // The member talks to the dyne: it can wait, so it runs only at the loop's top level, one at a
+  // time.
   bool canWait = false;
-  // Calls the member; the arguments are converted to the parameter types already, and a
-  // by-reference argument carries the output back.
-  std::function<AutoValue(clsKeloInterface&, std::vector<AutoValue>&)> invoke;
 };
+
+// The published class and its default interface, whose members these are.
+inline constexpr const char* kPublishedClass = "clsKeloInterface";
+inline constexpr const char* kPublishedInterface = "_clsKeloInterface";
 
 const std::vector<MemberInfo>& MemberTable();
 const MemberInfo* FindMember(std::string_view name, MemberKind kind);

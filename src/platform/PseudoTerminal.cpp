@@ -1,4 +1,4 @@
-#include "sim/PseudoTerminal.hpp"
+#include "platform/PseudoTerminal.hpp"
 
 #include <fcntl.h>
 #include <termios.h>

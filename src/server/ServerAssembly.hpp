@@ -1,0 +1,82 @@
+#pragma once
+// TavKeloASM assembled on one loop, in this order: the host services, the engine, the entry
+// routine (which takes the one-instance lock), the port map, and the HTTP server. The process's
+// entry point, the in-process test rig and the HTTP benchmark all build the server here.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/HostContext.hpp"
+#include "host/modMain.hpp"
+#include "server/AutomationServer.hpp"
+#include "server/KeloEngine.hpp"
+#include "server/PortMap.hpp"
+#include "sim/KeloSimOptions.hpp"
+
+namespace tavkelo {
+
+class EventLoop;
+
+struct ServerOptions {
+  HostOptions host;
+  // The command line as the entry routine reads it.
+  std::string commandLine;
+  // Every port without a mapping is an in-process simulated controller.
+  bool simulate = false;
+  KeloSimOptions sim;
+  // "N=DEVICE" each (see PortMap::AddMapping).
+  std::vector<std::string> portMappings;
+  AutomationServer::Config http;
+};
+
+class ServerAssembly {
+ public:
+  enum class Outcome {
+    Ready,               // assembled; Serve() starts the HTTP server
+    AlreadyRunning,      // another instance holds the lock
+    RegistrationSwitch,  // the command line holds /REG or /UNREG
+    BadPortMapping,      // Error() says which and why
+  };
+
+  // Builds everything on the loop's thread; the parts after a refusal are not built.
+  ServerAssembly(EventLoop& loop, ServerOptions options);
+  ~ServerAssembly();
+  ServerAssembly(const ServerAssembly&) = delete;
+  ServerAssembly& operator=(const ServerAssembly&) = delete;
+
+  Outcome Result() const { return outcome_; }
+  const std::string& Error() const { return error_; }
+
+  HostContext& Host() { return *host_; }
+  KeloEngine& Engine() { return *engine_; }
+  PortMap& Ports() { return *ports_; }
+  AutomationServer& Server() { return *server_; }
+
+  // Connects the dashboard's console to the port, as a client's Init and Connect would (loop
+  // thread, top level). False when it could not connect.
+  bool ConnectConsole(int16_t port);
+  // Binds and starts the HTTP server; false with `error` set when the address cannot be bound.
+  bool Serve(std::string& error) { return server_->Start(error); }
+
+  // Stopping, in three steps: BeginStop (loop thread); keep the loop running until
+  // ListenerDone(), as requests in progress need it; then Release (loop thread, top level), which
+  // releases every object and removes the named semaphores of this process.
+  void BeginStop() { server_->BeginStop(); }
+  bool ListenerDone() const { return server_->ListenerDone(); }
+  void Release();
+
+ private:
+  void RemoveSemaphoreNames();
+
+  Outcome outcome_ = Outcome::Ready;
+  std::string error_;
+  std::unique_ptr<HostContext> host_;
+  std::unique_ptr<KeloEngine> engine_;
+  std::unique_ptr<modMain> entry_;
+  std::unique_ptr<PortMap> ports_;
+  std::unique_ptr<AutomationServer> server_;
+};
+
+}  // namespace tavkelo

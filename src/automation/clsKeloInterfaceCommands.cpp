@@ -218,14 +218,16 @@ QRTXErrorConstants clsKeloInterface::StopTest() {
 
 QRTXErrorConstants clsKeloInterface::SpanAnalogInput(QRTXAnalogInputIndeces WhichInput) {
   if (!ctx_.polling.Connected()) return Finish("SpanAnalogInput", gQRTXErrNoLinkToDevice);
-  int32_t calibration = 0;
-  if (WhichInput == gQRTXAIIPAU1Torque) calibration = 1;
-  if (WhichInput == gQRTXAIILeftScale || WhichInput == gQRTXAIIRightScale) calibration = 2;
-  if (calibration == 0 || ctx_.calibrations == nullptr) {
+  int32_t kind = calibration::None;
+  if (WhichInput == gQRTXAIIPAU1Torque) kind = calibration::LoadCell;
+  if (WhichInput == gQRTXAIILeftScale || WhichInput == gQRTXAIIRightScale) {
+    kind = calibration::WeightScales;
+  }
+  if (kind == calibration::None || ctx_.calibrations == nullptr) {
     return NotImplemented("SpanAnalogInput", gQRTXErrInvalidParameter);
   }
   StopTest();
-  ctx_.calibrations->Start(calibration);
+  ctx_.calibrations->Start(kind);
   return Finish("SpanAnalogInput", gQRTXErrNoError);
 }
 

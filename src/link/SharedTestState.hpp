@@ -61,7 +61,7 @@ struct SharedTestState {
   int16_t LcwsStatus = seqstatus::Finished;
 
   // The calibration now running: 0 none, 1 load cell, 2 weight scales.
-  int32_t CurCalibration = 0;
+  int32_t CurCalibration = calibration::None;
   bool WizardFormShown = false;
   bool WizardContinuePressed = false;
 

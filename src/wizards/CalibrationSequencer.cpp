@@ -19,7 +19,7 @@ CalibrationSequencer::~CalibrationSequencer() {
 }
 
 bool CalibrationSequencer::Start(int32_t kind) {
-  if (kind != 1 && kind != 2) return false;
+  if (kind != calibration::LoadCell && kind != calibration::WeightScales) return false;
   ctx_.polling.SetReadingsActive(true);
   SharedTestState& t = ctx_.test;
   t.TestAbortRequest = false;
@@ -33,17 +33,17 @@ bool CalibrationSequencer::Start(int32_t kind) {
 }
 
 bool CalibrationSequencer::RequestStop() {
-  if (ctx_.test.CurCalibration == 0) return false;
+  if (ctx_.test.CurCalibration == calibration::None) return false;
   ctx_.test.TestAbortRequest = true;
   return true;
 }
 
 void CalibrationSequencer::RunCalibrationStep(int32_t curCalibration) {
   switch (curCalibration) {
-    case 1:
+    case calibration::LoadCell:
       loadCell_.PerformLoadCellCalibration();
       break;
-    case 2:
+    case calibration::WeightScales:
       weightScales_.PerformWeightScaleCalibration();
       break;
     default:

@@ -14,8 +14,12 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/HostContext.hpp"
+#include "link/DyneReplyFrame.hpp"
+#include "link/DyneRequestFrame.hpp"
+#include "link/DyneUnits.hpp"
 #include "link/KeloContext.hpp"
 #include "platform/InProcessLine.hpp"
 #include "runtime/RealTimeLoop.hpp"
@@ -33,21 +37,18 @@ HostOptions QuietHost() {
   return options;
 }
 
-// A link with nothing on the line: frames are built and put, and go nowhere.
-struct BareLink {
-  VirtualTimeLoop loop;
-  HostContext host{loop, QuietHost()};
-  KeloContext ctx{host};
-};
-
+// A frame as the exchange builds it: the value of a write converted into the controller's units,
+// then encoded.
 void BM_BuildFrame(benchmark::State& state, uint8_t command, uint8_t variable, float value) {
-  BareLink link;
-  link.ctx.store.TorqueSpeedFactor = 133.67f;
+  const float rollFactor = 133.67f;
   for (auto _ : state) {
-    link.ctx.requests.ResetDyneTransfer(false, true);
-    link.ctx.requests.RecordRequest(command, variable, value);
-    link.ctx.requests.BuildCommSendBuffer();
-    benchmark::DoNotOptimize(link.ctx.xfer.sendBuffer.data());
+    float controllerValue = 0.0f;
+    if (command == cmd::WriteVariable) {
+      controllerValue =
+          ShiftNegativeForController(variable, ToControllerUnits(variable, value, rollFactor));
+    }
+    RequestFrame frame = EncodeRequest(command, variable, controllerValue, RequestOptions{true});
+    benchmark::DoNotOptimize(frame.bytes.data());
   }
   state.SetItemsProcessed(state.iterations());
 }
@@ -55,26 +56,28 @@ BENCHMARK_CAPTURE(BM_BuildFrame, GetStatus, 'D', 0, 0.0f);
 BENCHMARK_CAPTURE(BM_BuildFrame, GetVariable, 'E', 209, 0.0f);
 BENCHMARK_CAPTURE(BM_BuildFrame, WriteVariable, 'F', 201, 90.0f);
 
-void LoadReply(BareLink& link, const std::string& payload) {
-  LinkTransfer& x = link.ctx.xfer;
-  x.receiveBuffer.fill(0);
+std::vector<uint8_t> Reply(const std::string& payload) {
   std::string frame = "\x02" + payload + "\x17" + "00$";
-  for (size_t i = 0; i < frame.size(); ++i) x.receiveBuffer[i] = static_cast<uint8_t>(frame[i]);
-  x.receiveCount = static_cast<int16_t>(frame.size());
+  return std::vector<uint8_t>(frame.begin(), frame.end());
 }
 
+// Test values parsed and converted into the client's units, as the exchange stores them.
 void BM_ParseTestValues(benchmark::State& state) {
-  BareLink link;
-  LoadReply(link, " 211=12.3 Hp\r 231=456.7 lbf\r 209=28.4 mph\r");
-  for (auto _ : state) benchmark::DoNotOptimize(link.ctx.replies.ParseDyneVariable());
+  const std::vector<uint8_t> reply = Reply(" 211=12.3 Hp\r 231=456.7 lbf\r 209=28.4 mph\r");
+  for (auto _ : state) {
+    VariableReply parsed = ParseVariableReply(reply.data(), reply.size());
+    for (size_t i = 0; i < parsed.groupCount; ++i) {
+      const ReplyGroup& g = parsed.groups[i];
+      benchmark::DoNotOptimize(ToClientUnits(g.variable, g.controllerValue, 133.67f));
+    }
+  }
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_ParseTestValues);
 
 void BM_ParseStatus(benchmark::State& state) {
-  BareLink link;
-  LoadReply(link, "0100000000000001");
-  for (auto _ : state) benchmark::DoNotOptimize(link.ctx.replies.ParseDyneStatus());
+  const std::vector<uint8_t> reply = Reply("0100000000000001");
+  for (auto _ : state) benchmark::DoNotOptimize(ParseStatusReply(reply.data(), reply.size()));
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_ParseStatus);
@@ -89,8 +92,8 @@ double PollingTimePerExchange(EventLoop& loop, int exchanges) {
   sim.Plant().DriveVehicleAtSpeed(25.0);  // turning with the motor off: the poller runs continuously
   ctx.comm.AttachPort(line.HostPort());
   ctx.comm.KeloComm()->Open();
-  ctx.poller.connected = true;
-  ctx.poller.readingsActive = true;
+  ctx.polling.SetConnected(true);
+  ctx.polling.SetReadingsActive(true);
   ctx.store.DyneVersion = 3.12f;
   ctx.store.DyneSpeed = 25.0f;
   ctx.polling.ResumeDyneReadings();

@@ -43,7 +43,7 @@ class BenchRig {
     // Connected as the interface's Connect leaves the link.
     ctx_->comm.AttachPort(line_->HostPort());
     ctx_->comm.KeloComm()->Open();
-    ctx_->poller.connected = true;
+    ctx_->polling.SetConnected(true);
     sim_->Attach(line_->DeviceEnd());
     for (uint8_t v : {var::VERSION, var::ROLLDIAMETER, var::BASEINERTIA}) {
       ctx_->polling.InterfaceKeloCommand(cmd::GetVariable, v, 0.0f);
@@ -52,7 +52,7 @@ class BenchRig {
     ctx_->store.TorqueSpeedFactor = modMath::TorqueSpeedFactor(diameter);
     ctx_->AcquireSemaphores();
     ctx_->InterfaceLock()->TryAcquire();
-    ctx_->poller.readingsActive = true;
+    ctx_->polling.SetReadingsActive(true);
     ctx_->polling.ResumeDyneReadings();
   }
   ~BenchRig() {

@@ -42,13 +42,8 @@ clsKeloInterface::clsKeloInterface(KeloContext& ctx) : ctx_(ctx) {
     Parity_.clear();
     CommSettings_.clear();
     stage = "50";
-    ctx_.poller.readingsActive = false;
-    ctx_.poller.connected = false;
+    ctx_.polling.ResetLinkState();
     Active_ = false;
-    ctx_.poller.DRSR = false;
-    ctx_.poller.DyneReadingsBusy = false;
-    ctx_.poller.CIP = false;
-    ctx_.poller.DIS = 0;
     stage = "60";
     ctx_.comm.tmrUpdateReadings.SetEnabled(false);
     ctx_.comm.tmrDyneRespTimeout.SetEnabled(false);
@@ -112,17 +107,17 @@ bool clsKeloInterface::Connect() {
     }
     if (!ctx_.comm.PortOpen()) return false;
 
-    ctx_.poller.connected = true;
+    ctx_.polling.SetConnected(true);
     int32_t outcome = ConnectHandshake();
     const std::string prefix = "Connect - 'COM" + std::to_string(SerialPort_) + "'  Settings: " + CommSettings_;
     if (outcome != 0) {
-      ctx_.poller.connected = false;
-      ctx_.poller.readingsActive = false;
+      ctx_.polling.SetConnected(false);
+      ctx_.polling.SetReadingsActive(false);
       LogCall(prefix + "  ... Fail. Kelo Comm Error[" + std::to_string(outcome) + "]");
       return false;
     }
     LogCall(prefix + "  ... Success");
-    ctx_.poller.readingsActive = true;
+    ctx_.polling.SetReadingsActive(true);
     ResumeDyneReadings();
     result = true;
   } catch (const std::exception& e) {
@@ -196,14 +191,14 @@ void clsKeloInterface::LogInformationDump() {
 
 void clsKeloInterface::DisConnect() {
   LogCall("DisConnect");
-  if (ctx_.poller.connected) {
+  if (ctx_.polling.Connected()) {
     const SharedTestState& t = ctx_.test;
-    if (t.CurTest != test::None || t.CurCalibration != 0) {
+    if (t.CurTest != test::None || t.CurCalibration != calibration::None) {
       // The running sequence closes itself (its closing commands need the poller). The request
       // is made again while waiting: a calibration drops one that comes before its form is up.
       ctx_.loop.PumpUntil(
           [this, &t] {
-            if (t.CurTest == test::None && t.CurCalibration == 0) return true;
+            if (t.CurTest == test::None && t.CurCalibration == calibration::None) return true;
             RequestStops();
             return false;
           },
@@ -211,17 +206,17 @@ void clsKeloInterface::DisConnect() {
     }
     LogCall("Disconnect...");
     SuspendDyneReadings();
-    ctx_.poller.readingsActive = false;
+    ctx_.polling.SetReadingsActive(false);
     Send(cmd::WriteVariable, var::VERSION, 0.0f);
     ctx_.comm.ClosePort();
   }
   // The interface lock taken by the suspend stays taken; the next Connect gives it back.
-  ctx_.poller.connected = false;
+  ctx_.polling.SetConnected(false);
 }
 
 bool clsKeloInterface::Update() {
-  if (!ctx_.poller.connected) return false;
-  if (!ctx_.poller.readingsActive) {
+  if (!ctx_.polling.Connected()) return false;
+  if (!ctx_.polling.ReadingsActive()) {
     SuspendDyneReadings();
     Send(cmd::GetStatus);
     Send(cmd::GetTestValues);
@@ -234,7 +229,9 @@ bool clsKeloInterface::Update() {
   return true;
 }
 
-bool clsKeloInterface::AutoUpdateEnabled() { return ctx_.poller.readingsActive; }
+bool clsKeloInterface::AutoUpdateEnabled() {
+  return ctx_.polling.ReadingsActive();
+}
 
 void clsKeloInterface::AutoUpdateEnabled(bool value) {
   const SharedTestState& t = ctx_.test;
@@ -242,7 +239,7 @@ void clsKeloInterface::AutoUpdateEnabled(bool value) {
   if (t.CurTest == test::Warmup || t.CurTest == test::Parasitics || t.CurTest == test::Coastdown) return;
   auto busy = [](int16_t status) { return status == 1 || status == 2; };
   if (busy(t.SleepStatus) || busy(t.LcwsStatus)) return;
-  ctx_.poller.readingsActive = value;
+  ctx_.polling.SetReadingsActive(value);
 }
 
 int32_t clsKeloInterface::AutoUpdateErrorCount() {

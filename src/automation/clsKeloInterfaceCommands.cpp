@@ -30,7 +30,7 @@ QRTXErrorConstants Chain(std::initializer_list<std::function<int32_t()>> steps) 
 
 QRTXErrorConstants clsKeloInterface::RaiseLifts(bool TWDLift, bool /*FWDLift*/) {
   const std::string name = "RaiseLifts";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   float speed = PrimarySpeedMPH();
   if (speed > 0.5f || std::isnan(speed)) return Finish(name, gQRTXErrCantRaiseLiftNow);
   if (!TWDLift) return Finish(name, gQRTXErrInvalidParameter);
@@ -39,14 +39,14 @@ QRTXErrorConstants clsKeloInterface::RaiseLifts(bool TWDLift, bool /*FWDLift*/) 
 
 QRTXErrorConstants clsKeloInterface::LowerLifts(bool TWDLift, bool /*FWDLift*/) {
   const std::string name = "LowerLifts";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   if (!TWDLift) return Finish(name, gQRTXErrInvalidParameter);
   return RunCommands(name, name + "...", [this] { return DeviceResultToError(Send(cmd::LowerLifts)); });
 }
 
 QRTXErrorConstants clsKeloInterface::ResetTestDistance() {
   const std::string name = "ResetTestDistance";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   return RunCommands(name, name + "...", [this] { return DeviceResultToError(Send(cmd::ResetDistance)); });
 }
 
@@ -57,7 +57,7 @@ QRTXErrorConstants clsKeloInterface::ResetTestTime() {
 
 QRTXErrorConstants clsKeloInterface::SaveCalibrationToFLASH() {
   const std::string name = "SaveCalibrationToFLASH";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   const ReadingsStore& s = ctx_.store;
   return RunCommands(name, name + "...", [&] {
     return Chain({[&] { return Send(cmd::WriteVariable, var::PARASITIC_LOSSES_A, s.ParasiticLossA); },
@@ -70,7 +70,7 @@ QRTXErrorConstants clsKeloInterface::SaveCalibrationToFLASH() {
 
 QRTXErrorConstants clsKeloInterface::SetSystemParameter(QRTXSysParamIndeces WhichParam, float NewValue) {
   const std::string name = "SetSystemParameter";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   if (WhichParam < gQRTXSPIRollDiameter || WhichParam > gQRTXSPIPAUGearRatio) {
     return Finish(name, gQRTXErrInvalidParameter);
   }
@@ -83,7 +83,7 @@ QRTXErrorConstants clsKeloInterface::SetSystemParameter(QRTXSysParamIndeces Whic
 
 QRTXErrorConstants clsKeloInterface::GetSystemParameter(uint8_t WhichParam) {
   const std::string name = "GetSystemParameter";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   bool diameter = WhichParam == gQRTXSPIRollDiameter;
   return RunCommands(name, name + (diameter ? "-RollDiameter..." : "-EquivalentWeight..."), [&] {
     return DeviceResultToError(Send(cmd::GetVariable, diameter ? var::ROLLDIAMETER : var::BASEINERTIA));
@@ -92,13 +92,13 @@ QRTXErrorConstants clsKeloInterface::GetSystemParameter(uint8_t WhichParam) {
 
 QRTXErrorConstants clsKeloInterface::GetSlaveVersion() {
   const std::string name = "GetSlaveVersion";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   return RunCommands(name, name + "...", [this] { return DeviceResultToError(Send(cmd::GetVariable, var::VERSION)); });
 }
 
 QRTXErrorConstants clsKeloInterface::GetASMTestParameters() {
   const std::string name = "GetASMTestParameters";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   return RunCommands(name, name + "...", [this] {
     return Chain({[this] { return Send(cmd::GetVariable, var::ASMSPEED); },
                   [this] { return Send(cmd::GetVariable, var::ASMPWRTARGET); },
@@ -108,7 +108,7 @@ QRTXErrorConstants clsKeloInterface::GetASMTestParameters() {
 
 QRTXErrorConstants clsKeloInterface::GetVehSimTestParameters() {
   const std::string name = "GetVehSimTestParameters";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   return RunCommands(name, name + "...", [this] {
     return Chain({[this] { return Send(cmd::GetVariable, var::DSR_VEHWEIGHT); },
                   [this] { return Send(cmd::GetVariable, var::DSR_A); },
@@ -122,7 +122,7 @@ QRTXErrorConstants clsKeloInterface::GetVehSimTestParameters() {
 
 QRTXErrorConstants clsKeloInterface::GetConstantLoadTestParameters() {
   const std::string name = "GetConstantLoadTestParameters";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   return RunCommands(name, name + "...", [this] {
     QRTXErrorConstants r = DeviceResultToError(Send(cmd::GetVariable, var::TORQUETARGET));
     if (r == gQRTXErrNoError) ctx_.params.ConstantTargetTestTorqueTarget = ctx_.store.TorqueTarget;
@@ -132,7 +132,7 @@ QRTXErrorConstants clsKeloInterface::GetConstantLoadTestParameters() {
 
 QRTXErrorConstants clsKeloInterface::GetConstantPowerTestParameters() {
   const std::string name = "GetConstantPowerTestParameters";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   return RunCommands(name, name + "...", [this] {
     QRTXErrorConstants r = DeviceResultToError(Send(cmd::GetVariable, var::ASMPWRTARGET));
     if (r == gQRTXErrNoError) ctx_.params.ConstantTargetTestPowerTarget = ctx_.store.AsmPowerTarget;
@@ -142,7 +142,7 @@ QRTXErrorConstants clsKeloInterface::GetConstantPowerTestParameters() {
 
 QRTXErrorConstants clsKeloInterface::GetConstantSpeedTestParameters() {
   const std::string name = "GetConstantSpeedTestParameters";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   return RunCommands(name, name + "...", [this] {
     QRTXErrorConstants r = DeviceResultToError(Send(cmd::GetVariable, var::SPEEDTARGET));
     if (r == gQRTXErrNoError) ctx_.params.ConstantTargetTestSpeedTarget = ctx_.store.SpeedTarget;
@@ -170,7 +170,7 @@ QRTXErrorConstants clsKeloInterface::StartTest(QRTXTestIndeces TestIndex) {
   const ReadingsStore& s = ctx_.store;
   QRTXErrorConstants result = gQRTXErrNoError;
   const bool motorOn = s.StatusBitsCopy[status::MotorOn];
-  if (!ctx_.poller.connected) {
+  if (!ctx_.polling.Connected()) {
     result = gQRTXErrNoLinkToDevice;
   } else if (ctx_.tests == nullptr || !ctx_.tests->Start(static_cast<int16_t>(TestIndex))) {
     result = gQRTXErrCantStartTestNow;
@@ -193,7 +193,7 @@ QRTXErrorConstants clsKeloInterface::StartTest(QRTXTestIndeces TestIndex) {
 
 QRTXErrorConstants clsKeloInterface::StopTest() {
   const std::string name = "StopTest";
-  if (!ctx_.poller.connected) return Finish(name, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   const SharedTestState& t = ctx_.test;
   LogCall("StopTest(" + TestIndexToString(t.CurTest) + ")...");
   QRTXErrorConstants result = gQRTXErrNoError;
@@ -217,15 +217,17 @@ QRTXErrorConstants clsKeloInterface::StopTest() {
 }
 
 QRTXErrorConstants clsKeloInterface::SpanAnalogInput(QRTXAnalogInputIndeces WhichInput) {
-  if (!ctx_.poller.connected) return Finish("SpanAnalogInput", gQRTXErrNoLinkToDevice);
-  int32_t calibration = 0;
-  if (WhichInput == gQRTXAIIPAU1Torque) calibration = 1;
-  if (WhichInput == gQRTXAIILeftScale || WhichInput == gQRTXAIIRightScale) calibration = 2;
-  if (calibration == 0 || ctx_.calibrations == nullptr) {
+  if (!ctx_.polling.Connected()) return Finish("SpanAnalogInput", gQRTXErrNoLinkToDevice);
+  int32_t kind = calibration::None;
+  if (WhichInput == gQRTXAIIPAU1Torque) kind = calibration::LoadCell;
+  if (WhichInput == gQRTXAIILeftScale || WhichInput == gQRTXAIIRightScale) {
+    kind = calibration::WeightScales;
+  }
+  if (kind == calibration::None || ctx_.calibrations == nullptr) {
     return NotImplemented("SpanAnalogInput", gQRTXErrInvalidParameter);
   }
   StopTest();
-  ctx_.calibrations->Start(calibration);
+  ctx_.calibrations->Start(kind);
   return Finish("SpanAnalogInput", gQRTXErrNoError);
 }
 

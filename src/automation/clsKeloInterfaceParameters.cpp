@@ -53,7 +53,7 @@ QRTXErrorConstants clsKeloInterface::SetParasiticsTestParameters(float NewTopSpe
 QRTXErrorConstants clsKeloInterface::SetConstantLoadTestParameters(float NewTargetFtLbs, float) {
   const std::string name = "SetConstantLoadTestParameters";
   const std::string block = name + "..." + kLine + "Load Ft-Lb: " + Num(NewTargetFtLbs);
-  if (!ctx_.poller.connected) return Finish(block, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   if (!(NewTargetFtLbs <= 1000.0f)) return Finish(block, gQRTXErrInvalidParameter);
   SuspendDyneReadings();
   QRTXErrorConstants result = DeviceResultToError(Send(cmd::WriteVariable, var::TORQUETARGET, NewTargetFtLbs));
@@ -65,7 +65,7 @@ QRTXErrorConstants clsKeloInterface::SetConstantLoadTestParameters(float NewTarg
 QRTXErrorConstants clsKeloInterface::SetConstantSpeedTestParameters(float NewTargetMPH, float) {
   const std::string name = "SetConstantSpeedTestParameters";
   const std::string block = name + "..." + kLine + "Speed: " + Num(NewTargetMPH, "#0.0") + " MPH";
-  if (!ctx_.poller.connected) return Finish(block, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   if (!(NewTargetMPH <= 100.0f)) return Finish(block, gQRTXErrInvalidParameter);
   SuspendDyneReadings();
   QRTXErrorConstants result = DeviceResultToError(Send(cmd::WriteVariable, var::SPEEDTARGET, NewTargetMPH));
@@ -77,7 +77,7 @@ QRTXErrorConstants clsKeloInterface::SetConstantSpeedTestParameters(float NewTar
 QRTXErrorConstants clsKeloInterface::SetConstantPowerTestParameters(float NewTargetHP, float) {
   const std::string name = "SetConstantPowerTestParameters";
   const std::string block = name + "..." + kLine + "Power HP: " + Num(NewTargetHP);
-  if (!ctx_.poller.connected) return Finish(block, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   if (!(NewTargetHP <= 100.0f)) return Finish(block, gQRTXErrInvalidParameter);
   SuspendDyneReadings();
   QRTXErrorConstants result = Writes({[&] { return Send(cmd::WriteVariable, var::ASMPWRTARGET, NewTargetHP); },
@@ -93,7 +93,7 @@ QRTXErrorConstants clsKeloInterface::SetConstantTargetTestingMode(QRTXCTTModeInd
   bool valid = NewTestingMode >= gQRTXCTTMIManual && NewTestingMode <= gQRTXCTTMIPower;
   const std::string block = std::string("SetConstantTargetTestingMode...") + kLine + "Mode: " +
                             (valid ? kNames[NewTestingMode] : std::to_string(NewTestingMode));
-  if (!ctx_.poller.connected) return Finish(block, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   if (!valid) return Finish(block, gQRTXErrInvalidParameter);
   ctx_.params.ConstantTargetTestMode = NewTestingMode;
   return Finish(block, gQRTXErrNoError);
@@ -107,7 +107,7 @@ QRTXErrorConstants clsKeloInterface::SetASMTestParameters(QRTXASMTestModeIndeces
                             (ASMTestMode == gQRTXASMTMI2525 ? "2525" : valid ? "5015" : std::to_string(ASMTestMode)) +
                             kLine + "5015 - TRLHP: " + Num(ASM5015TRLHP) + " GTRLHP: " + Num(ASM5015GTRLHP) + kLine +
                             "2525 - TRLHP: " + Num(ASM2525TRLHP) + " GTRLHP: " + Num(ASM2525GTRLHP);
-  if (!ctx_.poller.connected) return Finish(block, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   if (!valid) return Finish(block, gQRTXErrInvalidParameter);
   bool is5015 = ASMTestMode == gQRTXASMTMI5015;
   float power = is5015 ? ASM5015TRLHP : ASM2525TRLHP;
@@ -144,7 +144,7 @@ QRTXErrorConstants clsKeloInterface::SetVehSimTestParameters(
                             "GTRLHP Coef A : " + Num(VehSimTestGTRLHPAPF, "#0.00000") + kLine +
                             "GTRLHP Coef B : " + Num(VehSimTestGTRLHPBPF, "#0.00000") + kLine +
                             "GTRLHP Coef C : " + Num(VehSimTestGTRLHPCPF, "#0.00000");
-  if (!ctx_.poller.connected) return Finish(block, gQRTXErrNoLinkToDevice);
+  if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   SuspendDyneReadings();
   // The road-load curve goes to the DSR terms, the GTRL curve to the GTRL terms.
   QRTXErrorConstants result =

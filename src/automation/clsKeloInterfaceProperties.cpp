@@ -13,7 +13,9 @@ bool clsKeloInterface::Active() { return Active_; }
 int16_t clsKeloInterface::SerialPort() { return SerialPort_; }
 int32_t clsKeloInterface::BaudRate() { return BaudRate_; }
 std::string clsKeloInterface::Parity() { return Parity_; }
-bool clsKeloInterface::Connected() { return ctx_.poller.connected; }
+bool clsKeloInterface::Connected() {
+  return ctx_.polling.Connected();
+}
 
 float clsKeloInterface::AccumulatedTime() {
   return (static_cast<float>(ctx_.Tick()) - static_cast<float>(ctx_.host.TestTimeStartTick)) / 1000.0f;
@@ -72,7 +74,7 @@ int16_t clsKeloInterface::MeasuringDirection() {
 }
 
 float clsKeloInterface::AvgISEPercent() {
-  if (!ctx_.poller.connected) return 0.0f;
+  if (!ctx_.polling.Connected()) return 0.0f;
   LogCall("AvgISEPercent...");
   // The one property that asks the controller itself, without suspending the poller.
   Send(cmd::GetVariable, var::ISE);

@@ -1,6 +1,7 @@
 #include "link/DynePoller.hpp"
 
 #include <exception>
+#include <optional>
 
 #include "link/KeloContext.hpp"
 #include "platform/VbError.hpp"
@@ -8,10 +9,19 @@
 
 namespace tavkelo {
 
+void DynePoller::ResetLinkState() {
+  p_.readingsActive = false;
+  p_.connected = false;
+  p_.suspendRequested = false;
+  p_.DyneReadingsBusy = false;
+  p_.commandInProgress = false;
+  p_.cycleIndex = 0;
+}
+
 void DynePoller::UpdateDyneReadings() {
   int stage = 1000;
   try {
-    if (ctx_.store.DyneVersion == 0.0f && ctx_.poller.connected) {
+    if (ctx_.store.DyneVersion == 0.0f && p_.connected) {
       if (ctx_.log.RawCom()) ctx_.log.WriteLog("UpdateDyneReadings-GetVersion...");
       stage = 1200;
       InterfaceKeloCommand(cmd::GetVariable, var::VERSION, 0.0f);
@@ -19,12 +29,13 @@ void DynePoller::UpdateDyneReadings() {
     stage = 1400;
     Step(stage);
     stage = 2600;
-    const PollerState& p = ctx_.poller;
-    if (p.DRSR && ctx_.log.RawCom()) {
+    const PollerState& p = p_;
+    if (p.suspendRequested && ctx_.log.RawCom()) {
       LoopTimer& t = ctx_.comm.tmrUpdateReadings;
-      ctx_.log.WriteLog(std::string("UpdateDyneReadings-DRSR:") + BoolText(p.DRSR) +
-                        " DIS:" + VbFormat(static_cast<int>(p.DIS), "00") +
-                        " DISS:" + VbFormat(static_cast<int>(p.DISS), "00") + " CIP:" + BoolText(p.CIP) +
+      ctx_.log.WriteLog(std::string("UpdateDyneReadings-DRSR:") + BoolText(p.suspendRequested) +
+                        " DIS:" + VbFormat(static_cast<int>(p.cycleIndex), "00") +
+                        " DISS:" + VbFormat(static_cast<int>(p.slowIndex), "00") +
+                        " CIP:" + BoolText(p.commandInProgress) +
                         " TmrInt:" + VbFormat(static_cast<int>(t.Interval()), "0000") +
                         " TmrEnb:" + BoolText(t.Enabled()));
     }
@@ -37,64 +48,65 @@ void DynePoller::UpdateDyneReadings() {
 }
 
 int32_t DynePoller::SendCycleRequest(int& stage) {
-  PollerState& p = ctx_.poller;
+  PollerState& p = p_;
   const SharedTestState& t = ctx_.test;
-  DyneRequests& r = ctx_.requests;
   int32_t result = -1;  // nothing sent
-  switch (p.DIS) {
+  switch (p.cycleIndex) {
     case 0:
       stage = 2110;
       p.cycleStart = ctx_.Tick();
-      result = r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f);
+      result = SendDyneCommand(cmd::GetTestValues);
       break;
     case 1:
       stage = 2120;
-      result = r.SendDyneCommand(cmd::GetStatus, 0, 0.0f);
+      result = SendDyneCommand(cmd::GetStatus);
       if (result == xr::Success) p.lastStatusTime = ctx_.Tick();
       break;
     case 2:
       stage = 2130;
       // Parasitics, coastdown and the load-cell calibration want speed and torque more often.
-      if (t.CurTest != test::Parasitics && t.CurTest != test::Coastdown && t.CurCalibration != 1) {
-        result = r.SendDyneCommand(cmd::GetVariable, var::ACCELERATION, 0.0f);
+      if (t.CurTest != test::Parasitics && t.CurTest != test::Coastdown &&
+          t.CurCalibration != calibration::LoadCell) {
+        result = SendDyneCommand(cmd::GetVariable, var::ACCELERATION);
       } else {
-        result = r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f);
+        result = SendDyneCommand(cmd::GetTestValues);
       }
       break;
     case 3: {
       stage = 2140;
-      const bool testRuns = t.CurTest != test::None && t.CurCalibration != 2;
-      switch (p.DISS) {
+      const bool testRuns =
+          t.CurTest != test::None && t.CurCalibration != calibration::WeightScales;
+      switch (p.slowIndex) {
         case 0:
           stage = 2141;
-          result = r.SendDyneCommand(cmd::GetVariable, var::DISTANCE, 0.0f);
+          result = SendDyneCommand(cmd::GetVariable, var::DISTANCE);
           break;
         case 1:
           stage = 2142;
-          result = testRuns ? r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f)
-                            : r.SendDyneCommand(cmd::GetVariable, var::LEFTWEIGHT, 0.0f);
+          result = testRuns ? SendDyneCommand(cmd::GetTestValues)
+                            : SendDyneCommand(cmd::GetVariable, var::LEFTWEIGHT);
           break;
         case 2:
           stage = 2143;
-          result = r.SendDyneCommand(cmd::GetVariable, var::BEARINGTEMP, 0.0f);
+          result = SendDyneCommand(cmd::GetVariable, var::BEARINGTEMP);
           break;
         case 3:
           stage = 2144;
-          result = testRuns ? r.SendDyneCommand(cmd::GetTestValues, 0, 0.0f)
-                            : r.SendDyneCommand(cmd::GetVariable, var::RIGHTWEIGHT, 0.0f);
+          result = testRuns ? SendDyneCommand(cmd::GetTestValues)
+                            : SendDyneCommand(cmd::GetVariable, var::RIGHTWEIGHT);
           break;
         case 4:
           stage = 2145;
-          result = r.SendDyneCommand(cmd::GetVariable, var::FORCETEMP, 0.0f);
+          result = SendDyneCommand(cmd::GetVariable, var::FORCETEMP);
           break;
         case 5:
           stage = 2146;
-          result = r.SendDyneCommand(cmd::GetVariable, var::MEASURING_DIRECTION, 0.0f);
+          result = SendDyneCommand(cmd::GetVariable, var::MEASURING_DIRECTION);
           break;
         default:
           break;
       }
-      p.DISS = p.DISS >= 5 ? 0 : static_cast<int16_t>(p.DISS + 1);
+      p.slowIndex = p.slowIndex >= 5 ? 0 : static_cast<int16_t>(p.slowIndex + 1);
       break;
     }
     default:
@@ -105,97 +117,101 @@ int32_t DynePoller::SendCycleRequest(int& stage) {
 }
 
 void DynePoller::Step(int& stage) {
-  PollerState& p = ctx_.poller;
+  PollerState& p = p_;
   SharedTestState& t = ctx_.test;
   switch (p.pollState) {
-    case 1: {
+    case PollState::SendNext: {
       stage = 2100;
       int32_t result = -1;
       if (p.readingsActive) {
         result = SendCycleRequest(stage);
         stage = 2200;
-        p.DIS = p.DIS >= 3 ? 0 : static_cast<int16_t>(p.DIS + 1);
+        p.cycleIndex = p.cycleIndex >= 3 ? 0 : static_cast<int16_t>(p.cycleIndex + 1);
       }
       if (result == xr::Success) {
-        p.pollState = 2;
-        p.CIP = true;
+        p.pollState = PollState::AwaitReply;
+        p.commandInProgress = true;
       } else {
-        p.pollState = 3;
-        p.CIP = false;
+        p.pollState = PollState::AfterReply;
+        p.commandInProgress = false;
       }
       break;
     }
-    case 2:
+    case PollState::AwaitReply:
       stage = 2300;
-      if (ctx_.replies.CheckKeloCmdSts()) {
-        p.pollState = 3;
-        p.CIP = false;
+      if (ctx_.exchange.CheckKeloCmdSts()) {
+        p.pollState = PollState::AfterReply;
+        p.commandInProgress = false;
         // The last request of a cycle has been answered.
-        if (p.readingsActive && p.DIS == 0 && ctx_.onPollCycle) ctx_.onPollCycle();
+        if (p.readingsActive && p.cycleIndex == 0 && ctx_.onPollCycle) ctx_.onPollCycle();
       }
       break;
-    case 3:
+    case PollState::AfterReply:
       stage = 2400;
       if (t.CurTest != test::None) {
-        stage = t.CurTest == 1 ? 2411 : t.CurTest == 2 ? 2412 : t.CurTest == 3 ? 2413 : 2414;
+        stage = t.CurTest == test::Warmup       ? 2411
+                : t.CurTest == test::Parasitics ? 2412
+                : t.CurTest == test::Coastdown  ? 2413
+                                                : 2414;
         if (ctx_.runTestStep) ctx_.runTestStep(t.CurTest);
       }
-      if (t.CurCalibration != 0) {
-        stage = t.CurCalibration == 1 ? 2431 : 2432;
+      if (t.CurCalibration != calibration::None) {
+        stage = t.CurCalibration == calibration::LoadCell ? 2431 : 2432;
         if (ctx_.runCalibrationStep) ctx_.runCalibrationStep(t.CurCalibration);
       }
       // A step that put its own request on the line: await that reply next. A request that
       // could not be put (the port closed under it) is not awaited, or the poller would wait
       // for a reply that never comes.
-      if (t.TestCommandPending && ctx_.xfer.exchangeResult == xr::Success) {
+      if (t.TestCommandPending && ctx_.exchange.AwaitingReply()) {
         stage = 2441;
         t.TestCommandPending = false;
-        p.pollState = 2;
-        p.CIP = true;
+        p.pollState = PollState::AwaitReply;
+        p.commandInProgress = true;
       } else {
         stage = 2442;
         t.TestCommandPending = false;
-        p.pollState = 1;
+        p.pollState = PollState::SendNext;
       }
       break;
     default:
       stage = 2450;
-      p.pollState = 1;
-      p.DIS = 0;
-      p.DISS = 0;
-      p.CIP = false;
+      p.pollState = PollState::SendNext;
+      p.cycleIndex = 0;
+      p.slowIndex = 0;
+      p.commandInProgress = false;
       break;
   }
 }
 
 void DynePoller::Rearm() {
-  PollerState& p = ctx_.poller;
+  PollerState& p = p_;
   LoopTimer& timer = ctx_.comm.tmrUpdateReadings;
   const SharedTestState& t = ctx_.test;
-  if (p.CIP) {
+  if (p.commandInProgress) {
     // A reply is outstanding: look at it again soon.
     timer.SetInterval(5);
     timer.SetEnabled(true);
     return;
   }
-  if (p.DRSR) {
+  if (p.suspendRequested) {
     // A suspend is requested and nothing is outstanding: hand the line over.
     p.DyneReadingsBusy = false;
     timer.SetEnabled(false);
     return;
   }
   uint32_t interval = 10;
-  if (!p.readingsActive && t.SleepStatus != seqstatus::Running && t.LcwsStatus != seqstatus::Running) {
+  if (!p.readingsActive && t.SleepStatus != seqstatus::Running &&
+      t.LcwsStatus != seqstatus::Running) {
     interval = 1000;
   }
-  if (p.readingsActive && p.DIS == 0) {
+  if (p.readingsActive && p.cycleIndex == 0) {
     // A cycle has just completed. While the rolls coast (turning, motor off) the poller runs
     // continuously; otherwise the next cycle starts one period after this one began.
     const ReadingsStore& s = ctx_.store;
     bool coasting = s.DyneSpeed >= 0.5f && !s.StatusBitsCopy[status::MotorOn];
     if (!coasting) {
       p.cycleTime = TickDiff(ctx_.Tick(), p.cycleStart);
-      int32_t period = t.CurCalibration != 0 ? 500 : 1000;
+      int32_t period = t.CurCalibration != calibration::None ? 500 : 1000;
       int32_t remainder = period - p.cycleTime;
       if (remainder > 10) interval = static_cast<uint32_t>(remainder);
     }
@@ -205,38 +221,44 @@ void DynePoller::Rearm() {
 }
 
 int32_t DynePoller::InterfaceKeloCommand(int32_t command, uint8_t variable, float value) {
-  if (!ctx_.poller.connected) return xr::NotConnected;
+  if (!p_.connected) return xr::NotConnected;
   if (command < 0 || command > 255 || !IsValidDyneCommand(static_cast<uint8_t>(command))) {
-    ctx_.xfer.exchangeResult = xr::InvalidCommand;
     return xr::InvalidCommand;
   }
   const uint8_t c = static_cast<uint8_t>(command);
-  ctx_.requests.ResetDyneTransfer(false, true);
-  ctx_.requests.RecordRequest(c, variable, value);
+  ctx_.exchange.BeginRequest(c, variable, value);
   if (ctx_.log.ClsCal()) {
     std::string line = "InterfaceKeloCommand: " + DyneCommandName(c);
     if (c == cmd::GetVariable) line += " (" + DyneVariableName(variable) + ")";
     ctx_.log.WriteLog(line);
   }
-  ctx_.requests.TransmitDyneRequest();
-  if (ctx_.xfer.exchangeResult == xr::Success) {
+  int32_t result = ctx_.exchange.TransmitDyneRequest();
+  if (result == xr::Success) {
     MsgEvents& events = ctx_.host.Events();
-    while (!ctx_.replies.CheckKeloCmdSts()) events.MsgWaitEvent(0, 5);
+    std::optional<int32_t> outcome;
+    while (!(outcome = ctx_.exchange.CheckKeloCmdSts())) events.MsgWaitEvent(0, 5);
+    result = *outcome;
   }
   if (ctx_.log.ClsCal()) {
     std::string line = "InterfaceKeloCommand: " + DyneCommandName(c);
     if (c == cmd::GetVariable) {
       const RequestSlot& slot = ctx_.store.slots[0];
-      line += " (Num:" + VbFormat(static_cast<int>(variable), "000") + " Val:" +
-              VbFormat(slot.clientValue, "0.000") + " Unit:'" + slot.clientUnit + "')";
+      line += " (Num:" + VbFormat(static_cast<int>(variable), "000") +
+              " Val:" + VbFormat(slot.clientValue, "0.000") + " Unit:'" + slot.clientUnit + "')";
     }
     ctx_.log.WriteLog(line + " Processed");
   }
-  return ctx_.xfer.exchangeResult;
+  return result;
+}
+
+int32_t DynePoller::SendDyneCommand(uint8_t command, uint8_t variable, float value) {
+  // In progress from here until the poller has the reply.
+  if (IsValidDyneCommand(command)) p_.commandInProgress = true;
+  return ctx_.exchange.SendDyneCommand(command, variable, value);
 }
 
 void DynePoller::SuspendDyneReadings() {
-  PollerState& p = ctx_.poller;
+  PollerState& p = p_;
   if (!p.connected) return;
   DiagnosticLog& log = ctx_.log;
   if (log.ClsCal()) log.WriteLog("SuspendDyneReadings-Waiting...");
@@ -248,8 +270,9 @@ void DynePoller::SuspendDyneReadings() {
     }
   }
   LoopTimer& timer = ctx_.comm.tmrUpdateReadings;
-  if (log.ClsCal()) log.WriteLog(std::string("SuspendDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
-  p.DRSR = true;
+  if (log.ClsCal())
+    log.WriteLog(std::string("SuspendDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
+  p.suspendRequested = true;
   bool quiet = ctx_.loop.PumpUntil([&p] { return !p.DyneReadingsBusy; }, 20'000);
   timer.SetEnabled(false);
   if (!quiet && log.LoggingOn()) {
@@ -258,14 +281,15 @@ void DynePoller::SuspendDyneReadings() {
 }
 
 void DynePoller::ResumeDyneReadings() {
-  PollerState& p = ctx_.poller;
+  PollerState& p = p_;
   if (!p.connected) return;
   p.DyneReadingsBusy = true;
-  p.DRSR = false;
+  p.suspendRequested = false;
   LoopTimer& timer = ctx_.comm.tmrUpdateReadings;
   timer.SetInterval(10);
   timer.SetEnabled(true);
-  if (ctx_.log.ClsCal()) ctx_.log.WriteLog(std::string("ResumeDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
+  if (ctx_.log.ClsCal())
+    ctx_.log.WriteLog(std::string("ResumeDyneReadings-TmrEnb:") + BoolText(timer.Enabled()));
   if (NamedSemaphore* lock = ctx_.InterfaceLock()) lock->Release();
 }
 

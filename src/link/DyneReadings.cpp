@@ -3,6 +3,7 @@
 #include <cmath>
 #include <exception>
 
+#include "link/DyneRequestFrame.hpp"
 #include "link/DyneUnits.hpp"
 #include "link/KeloContext.hpp"
 #include "platform/VbConvert.hpp"
@@ -142,9 +143,8 @@ void DyneReadings::StoreVariable(uint8_t variable, float v, float raw) {
   }
 }
 
-void DyneReadings::StoreDyneData() {
+void DyneReadings::StoreDyneData(int32_t command) {
   ReadingsStore& s = ctx_.store;
-  const int32_t command = ctx_.xfer.command;
   int stage = 3000;
   try {
     ReadingsLockGuard guard(ctx_.ReadingsLock());
@@ -178,10 +178,10 @@ void DyneReadings::StoreDyneData() {
   }
   if (ctx_.log.GetVar() && command == cmd::GetVariable) {
     const RequestSlot& slot = s.slots[0];
-    ctx_.log.WriteLog("Get_Variable-Cmd:" + ctx_.requests.DyneCmdText() + " Var:" +
-                      DyneVariableName(slot.variable) + "  TavNum:" +
-                      VbFormat(static_cast<int>(slot.variable), "000") + ", Raw:" +
-                      VbFormat(slot.controllerValue, "0.000"));
+    ctx_.log.WriteLog("Get_Variable-Cmd:" + DyneCmdText(command, slot.variable) +
+                      " Var:" + DyneVariableName(slot.variable) +
+                      "  TavNum:" + VbFormat(static_cast<int>(slot.variable), "000") +
+                      ", Raw:" + VbFormat(slot.controllerValue, "0.000"));
   }
 }
 

@@ -13,7 +13,8 @@ class DyneReadings {
   explicit DyneReadings(KeloContext& ctx) : ctx_(ctx) {}
 
   void ScaleConvertData(bool toClient);
-  void StoreDyneData();
+  // `command` is the request's: "C", "D" or "E".
+  void StoreDyneData(int32_t command);
   // Stores a client value in the field of its variable number (what an "E" reply fills).
   void StoreVariable(uint8_t variable, float clientValue, float controllerValue);
 

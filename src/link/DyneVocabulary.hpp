@@ -146,6 +146,18 @@ enum ReplyStatus : int16_t {
   kReplyData = 6,
 };
 
+// Exchange results: how an exchange ended.
+namespace xr {
+inline constexpr int32_t Success = 0;
+inline constexpr int32_t DeviceError = 2;
+inline constexpr int32_t ChecksumError = 3;
+inline constexpr int32_t Timeout = 4;
+inline constexpr int32_t Refused = 5;
+inline constexpr int32_t InvalidCommand = 6;
+inline constexpr int32_t NotConnected = 7;
+inline constexpr int32_t ParseError = 8;
+}  // namespace xr
+
 // The characters the link accepts as commands.
 inline constexpr const char* kValidDyneCommands = "0123456789ABCDEFGHIJKLMNOPQRSTUVXYab";
 

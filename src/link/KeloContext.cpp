@@ -9,8 +9,7 @@ KeloContext::KeloContext(HostContext& hostRef)
       loop(hostRef.loop),
       log(hostRef.log),
       comm(*this),
-      requests(*this),
-      replies(*this),
+      exchange(*this),
       readings(*this),
       polling(*this) {
   openPort = [this](int16_t port) { return OpenDefaultPort(loop, port); };

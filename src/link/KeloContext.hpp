@@ -8,11 +8,9 @@
 #include <string>
 
 #include "host/HostContext.hpp"
+#include "link/DyneExchange.hpp"
 #include "link/DynePoller.hpp"
 #include "link/DyneReadings.hpp"
-#include "link/DyneReplies.hpp"
-#include "link/DyneRequests.hpp"
-#include "link/LinkTransfer.hpp"
 #include "link/ReadingsStore.hpp"
 #include "link/RunControl.hpp"
 #include "link/SharedTestState.hpp"
@@ -36,15 +34,12 @@ class KeloContext {
   DiagnosticLog& log;
 
   ReadingsStore store;
-  LinkTransfer xfer;
-  PollerState poller;
   SharedTestState test;
   TestParameters params;
   TestResults results;
 
   frmComm comm;
-  DyneRequests requests;
-  DyneReplies replies;
+  DyneExchange exchange;
   DyneReadings readings;
   DynePoller polling;
 

@@ -1,6 +1,6 @@
 #pragma once
-// The link's transfer state: send and receive buffers, the reply status, the exchange result,
-// the current command and the retry counters of the one outstanding request.
+// The transfer state of the one outstanding request, kept by the exchange (DyneExchange): send and
+// receive buffers, the reply status, the current command and the retry counters.
 
 #include <array>
 #include <cstdint>
@@ -9,18 +9,6 @@
 #include "link/DyneVocabulary.hpp"
 
 namespace tavkelo {
-
-// Exchange results.
-namespace xr {
-inline constexpr int32_t Success = 0;
-inline constexpr int32_t DeviceError = 2;
-inline constexpr int32_t ChecksumError = 3;
-inline constexpr int32_t Timeout = 4;
-inline constexpr int32_t Refused = 5;
-inline constexpr int32_t InvalidCommand = 6;
-inline constexpr int32_t NotConnected = 7;
-inline constexpr int32_t ParseError = 8;
-}  // namespace xr
 
 struct LinkTransfer {
   static constexpr size_t kSendSize = 60;
@@ -31,10 +19,11 @@ struct LinkTransfer {
   std::array<uint8_t, kReceiveSize> receiveBuffer{};
   int16_t receiveCount = 0;
   int32_t replyStatus = kReplyUnknown;
-  int32_t exchangeResult = 0;
   int32_t command = ' ';
   // The request's log text: its DyneCmdText and three blanks.
   std::string logText;
+  // A request's frame went out and its exchange is not finished yet.
+  bool replyAwaited = false;
   // Retries of the outstanding request: resends (after time-outs, overflows, refusals and bad
   // frames) and NAKs sent (after checksum errors). Cleared by the full reset only.
   uint8_t resendCount = 0;
@@ -42,22 +31,6 @@ struct LinkTransfer {
   // Set when a frame went out / when a reply byte came in since the respective reset.
   uint8_t sendMarker = 0;
   uint8_t receiveMarker = 0;
-};
-
-struct PollerState {
-  int32_t pollState = 1;  // 1 send the next request, 2 await the reply, 3 after the reply
-  int16_t DIS = 0;
-  int16_t DISS = 0;
-  bool CIP = false;
-  int32_t cycleStart = 0;
-  int32_t cycleTime = 0;
-  int32_t lastStatusTime = 0;
-  bool connected = false;
-  // The poller cycles through its requests (the interface's AutoUpdateEnabled); when false it
-  // only serves the version request and the running sequence.
-  bool readingsActive = false;
-  bool DRSR = false;
-  bool DyneReadingsBusy = false;
 };
 
 }  // namespace tavkelo

@@ -18,6 +18,13 @@ inline constexpr int16_t Asm = 5;
 inline constexpr int16_t VehicleSimulation = 6;
 }  // namespace test
 
+// Calibration kinds (CurCalibration).
+namespace calibration {
+inline constexpr int32_t None = 0;
+inline constexpr int32_t LoadCell = 1;
+inline constexpr int32_t WeightScales = 2;
+}  // namespace calibration
+
 // Completion status of the last test or calibration.
 namespace ltcs {
 inline constexpr int16_t NotRun = 0;
@@ -54,7 +61,7 @@ struct SharedTestState {
   int16_t LcwsStatus = seqstatus::Finished;
 
   // The calibration now running: 0 none, 1 load cell, 2 weight scales.
-  int32_t CurCalibration = 0;
+  int32_t CurCalibration = calibration::None;
   bool WizardFormShown = false;
   bool WizardContinuePressed = false;
 

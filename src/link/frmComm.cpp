@@ -90,46 +90,23 @@ void frmComm::KeloComm_OnComm(int16_t event) {
 
 void frmComm::GatherDyneResponse() {
   if (!port_) return;
-  LinkTransfer& x = ctx_.xfer;
-  bool ended = false;
-  while (!ended && port_->InBufferCount() > 0) {
-    std::vector<uint8_t> bytes = port_->Input();
-    if (x.receiveCount + bytes.size() > 255) {
-      tmrDyneRespTimeout.SetEnabled(false);
-      x.replyStatus = kReplyOverFlow;
-      ended = true;
-      break;
-    }
-    for (uint8_t b : bytes) {
-      bool first = x.receiveCount == 0;
-      x.receiveBuffer[static_cast<size_t>(x.receiveCount)] = b;
-      ++x.receiveCount;
-      x.receiveMarker = 1;
-      if (first && (b == frame::ACK || b == frame::NAK)) {
-        x.replyStatus = b == frame::ACK ? kReplyACK : kReplyNAK;
-        tmrDyneRespTimeout.SetEnabled(false);
-        port_->SetRThreshold(0);
-        ended = true;
-        break;
-      }
-      if (!first && b == frame::End) {
-        tmrDyneRespTimeout.SetEnabled(false);
-        port_->SetRThreshold(0);
-        x.replyStatus = kReplyData;
-        ended = true;
-        break;
-      }
-    }
+  ReplyStatus status = kReplyPending;
+  while (status == kReplyPending && port_->InBufferCount() > 0) {
+    status = ctx_.exchange.TakeReplyBytes(port_->Input());
   }
-  if (ended && ctx_.log.RawCom()) {
-    ctx_.log.WriteLog("GatherDyneResponse-Done-Sts:" + CommStatusName(static_cast<int16_t>(x.replyStatus)) +
-                      " Cnt:" + VbFormat(static_cast<int>(x.receiveCount), "00"));
+  if (status == kReplyPending) return;
+  tmrDyneRespTimeout.SetEnabled(false);
+  // Stray bytes after the end raise no further receive events.
+  if (status != kReplyOverFlow) port_->SetRThreshold(0);
+  if (ctx_.log.RawCom()) {
+    ctx_.log.WriteLog("GatherDyneResponse-Done-Sts:" + CommStatusName(status) +
+                      " Cnt:" + VbFormat(static_cast<int>(ctx_.exchange.ReceiveCount()), "00"));
   }
 }
 
 void frmComm::tmrDyneRespTimeout_Timer() {
   tmrDyneRespTimeout.SetEnabled(false);
-  ctx_.xfer.replyStatus = kReplyTimeout;
+  ctx_.exchange.ReplyTimedOut();
 }
 
 void frmComm::tmrUpdateReadings_Timer() {

@@ -22,7 +22,7 @@ void DyneSleepSequence::PutDyneToSleep() {
       break;
     case 2: {
       // The motor bit is only fresh while the poller reads the status.
-      const bool linkActive = ctx_.poller.connected && ctx_.poller.readingsActive;
+      const bool linkActive = ctx_.polling.Connected() && ctx_.polling.ReadingsActive();
       if (!(linkActive && ctx_.store.DyneStatusBits[status::MotorOn])) next();
       break;
     }

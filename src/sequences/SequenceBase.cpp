@@ -6,7 +6,7 @@ namespace tavkelo {
 
 void SequenceBase::SendTestCommand(uint8_t code, uint8_t variable, float value) {
   ctx_.test.TestCommandPending = true;
-  ctx_.requests.SendDyneCommand(code, variable, value);
+  ctx_.polling.SendDyneCommand(code, variable, value);
 }
 
 bool SequenceBase::TestLogging() const {

@@ -32,7 +32,7 @@ bool TestSequencer::Start(int16_t index) {
       s.StatusBitsCopy[status::MotorOn] || s.LiftsUp || s.DeviceError()) {
     return false;
   }
-  ctx_.poller.readingsActive = true;
+  ctx_.polling.SetReadingsActive(true);
   t.TestAbortRequest = false;
   t.TestCommandPending = false;
   t.StartedTestIndex = index;

@@ -43,7 +43,6 @@ ReadingsFeed::~ReadingsFeed() {
 nlohmann::json ReadingsFeed::Snapshot() const {
   const ReadingsStore& s = ctx_.store;
   const SharedTestState& t = ctx_.test;
-  const PollerState& p = ctx_.poller;
   nlohmann::json bits = nlohmann::json::array();
   for (int k = 0; k < 16; ++k) {
     bits.push_back({{"bit", k}, {"name", StatusBitName(k)}, {"on", s.StatusBitsCopy[static_cast<size_t>(k)]}});
@@ -57,8 +56,8 @@ nlohmann::json ReadingsFeed::Snapshot() const {
   double sinceUpdate =
       (static_cast<double>(ctx_.Tick()) - static_cast<double>(ctx_.host.LastUpdateTick)) / 1000.0;
   nlohmann::json snapshot = {
-      {"connected", p.connected},
-      {"autoUpdate", p.readingsActive},
+      {"connected", ctx_.polling.Connected()},
+      {"autoUpdate", ctx_.polling.ReadingsActive()},
       {"firmwareVersion", S(s.DyneVersion)},
       {"speedMph", S(s.DyneSpeed)},
       {"accelerationMphPerS", S(s.DyneAcceleration)},

@@ -143,7 +143,7 @@ int main(int argc, char** argv) {
   SignalWatcher signals(loop, [&](int) {
     std::printf("TavKeloASM: stopping\n");
     const SharedTestState& running = server.Engine().Context().test;
-    if (running.CurTest != 0 || running.CurCalibration != 0) {
+    if (running.CurTest != 0 || running.CurCalibration != calibration::None) {
       // The dyne is brought to rest first: a test's own closing commands need the link.
       std::printf("TavKeloASM: waiting for the running %s to end\n",
                   running.CurTest != 0 ? "test" : "calibration");

@@ -7,7 +7,7 @@ namespace tavkelo {
 
 void CalibrationSequence::SendCalCommand(uint8_t code, uint8_t variable, float value) {
   ctx_.test.TestCommandPending = true;
-  ctx_.requests.SendDyneCommand(code, variable, value);
+  ctx_.polling.SendDyneCommand(code, variable, value);
 }
 
 void CalibrationSequence::CalLog(const std::string& text) const {
@@ -82,7 +82,7 @@ void CalibrationSequence::FinishCalibration(const std::string& abortedLine, cons
     CalLog(completedLine);
     t.LastTestCompletionStatus = ltcs::Completed;
   }
-  t.CurCalibration = 0;
+  t.CurCalibration = calibration::None;
   t.LcwsStatus = seqstatus::Finished;
 }
 

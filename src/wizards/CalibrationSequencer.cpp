@@ -19,8 +19,8 @@ CalibrationSequencer::~CalibrationSequencer() {
 }
 
 bool CalibrationSequencer::Start(int32_t kind) {
-  if (kind != 1 && kind != 2) return false;
-  ctx_.poller.readingsActive = true;
+  if (kind != calibration::LoadCell && kind != calibration::WeightScales) return false;
+  ctx_.polling.SetReadingsActive(true);
   SharedTestState& t = ctx_.test;
   t.TestAbortRequest = false;
   t.TestCommandPending = false;
@@ -33,17 +33,17 @@ bool CalibrationSequencer::Start(int32_t kind) {
 }
 
 bool CalibrationSequencer::RequestStop() {
-  if (ctx_.test.CurCalibration == 0) return false;
+  if (ctx_.test.CurCalibration == calibration::None) return false;
   ctx_.test.TestAbortRequest = true;
   return true;
 }
 
 void CalibrationSequencer::RunCalibrationStep(int32_t curCalibration) {
   switch (curCalibration) {
-    case 1:
+    case calibration::LoadCell:
       loadCell_.PerformLoadCellCalibration();
       break;
-    case 2:
+    case calibration::WeightScales:
       weightScales_.PerformWeightScaleCalibration();
       break;
     default:

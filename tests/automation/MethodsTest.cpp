@@ -52,7 +52,7 @@ TEST_F(Methods, CommandsWithoutALinkReturnNoLinkAndSendNothing) {
   };
   for (const auto& [name, call] : calls) EXPECT_EQ(call(), gQRTXErrNoLinkToDevice) << name;
   EXPECT_EQ(f.RequestCount(), 0u);
-  EXPECT_EQ(f.ctx->test.CurCalibration, 0);
+  EXPECT_EQ(f.ctx->test.CurCalibration, calibration::None);
 }
 
 TEST_F(Methods, WarmupTimeIsRoundedClampedAndChecked) {
@@ -189,7 +189,7 @@ TEST_F(Methods, SettersCheckTheirArgumentsAndWriteTheController) {
   EXPECT_EQ(k->SetSystemParameter(static_cast<QRTXSysParamIndeces>(19), 1.0f), gQRTXErrInvalidParameter);
   EXPECT_EQ(k->SpanAnalogInput(gQRTXAIIFrameTemp), gQRTXErrInvalidParameter) << "no calibration for this input";
   EXPECT_TRUE(f.LogContains("clsKeloInterface: SpanAnalogInput(Not Implemented)"));
-  EXPECT_EQ(f.ctx->test.CurCalibration, 0);
+  EXPECT_EQ(f.ctx->test.CurCalibration, calibration::None);
   EXPECT_EQ(k->SetConstantPowerTestParameters(12.0f, 1.0f), gQRTXErrNoError);
   std::vector<std::string> writes;
   for (const auto& n : f.RequestNames()) {

@@ -51,29 +51,6 @@ TEST_F(Parse, StatusReplyCountGoesBackToNineAfter99999) {
   EXPECT_EQ(f.ctx->store.StatusReplyCount, 9);
 }
 
-struct VariableCase {
-  const char* payload;
-  int32_t result;
-  const char* message;
-};
-
-class ParseVariable : public Parse, public ::testing::WithParamInterface<VariableCase> {};
-
-TEST_P(ParseVariable, GroupsAndTheirErrors) {
-  payload = GetParam().payload;
-  EXPECT_EQ(f.ctx->polling.InterfaceKeloCommand('E', 209, 0), GetParam().result) << GetParam().payload;
-  EXPECT_EQ(f.ctx->store.ParseErrorMessage, GetParam().message);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Payloads, ParseVariable,
-    ::testing::Values(VariableCase{" 209=12.5 mph\r", 0, ""}, VariableCase{"209=12.5\r", 0, ""},
-                      VariableCase{"  9=  12.5 mph\r", 0, ""}, VariableCase{" 209-\r", 0, ""},
-                      VariableCase{" 209x12.5 mph\r", 8, "Error Parsing Variable Number"},
-                      VariableCase{" 2091=12.5 mph\r", 8, "Error Parsing Variable Number"},
-                      VariableCase{" 209=12.5", 8, "Parse error, no CR or SPACE followed variable value"},
-                      VariableCase{" 209=12.5 mph", 8, "Parse error, no CR followed Variable units data"}));
-
 TEST_F(Parse, TestValuesFillThreeSlotsInOrderAndConvertThem) {
   payload = " 211=3.5 Hp\r 231=100.0 lbf\r 209=22.0 mph\r";
   f.ctx->store.TorqueSpeedFactor = 150.0f;
@@ -85,13 +62,6 @@ TEST_F(Parse, TestValuesFillThreeSlotsInOrderAndConvertThem) {
   EXPECT_EQ(slots[1].controllerUnit, "lbf");
   EXPECT_EQ(slots[1].clientUnit, "ftlb");
   EXPECT_FLOAT_EQ(f.ctx->store.DyneTorque, 100.0f * 150.0f / 375.0f);
-}
-
-TEST_F(Parse, AtMostFiveGroupsAreTaken) {
-  payload = " 1=1\r 2=2\r 3=3\r 4=4\r 5=5\r 6=6\r";
-  EXPECT_EQ(f.ctx->polling.InterfaceKeloCommand('C', 0, 0), 0);
-  EXPECT_EQ(f.ctx->store.slots[4].variable, 5);
-  EXPECT_FLOAT_EQ(f.ctx->store.slots[4].controllerValue, 5.0f);
 }
 
 }  // namespace

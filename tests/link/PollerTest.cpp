@@ -37,7 +37,7 @@ class Poller : public ::testing::Test {
     f.ctx->store.DyneVersion = 3.12f;
   }
   void StartPolling() {
-    f.ctx->poller.readingsActive = true;
+    f.ctx->polling.SetReadingsActive(true);
     f.ctx->polling.ResumeDyneReadings();
   }
   std::vector<std::string> RequestNames() {
@@ -70,18 +70,6 @@ TEST_F(Poller, ACycleIsTestValuesStatusAccelerationAndOneSlowVariable) {
   EXPECT_EQ(names, expected);
 }
 
-TEST_F(Poller, CyclesStartOneSecondApartWhileTheRollsStand) {
-  StartPolling();
-  f.loop.PumpFor(5500);
-  std::vector<int64_t> cStarts;
-  auto requests = controller.Requests();
-  for (size_t i = 0; i < requests.size(); i += 4) cStarts.push_back(requests[i].atUs / 1000);
-  ASSERT_GE(cStarts.size(), 5u);
-  for (size_t i = 2; i < cStarts.size(); ++i) {
-    EXPECT_NEAR(static_cast<double>(cStarts[i] - cStarts[i - 1]), 1000.0, 12.0) << i;
-  }
-}
-
 TEST_F(Poller, WhileTheRollsCoastThePollerRunsContinuously) {
   speed = "25.0";
   statusBits = "0100000000000000";  // motor off: coasting
@@ -97,7 +85,7 @@ TEST_F(Poller, WhileTheRollsCoastThePollerRunsContinuously) {
 
 TEST_F(Poller, WithReadingsInactiveOnlyTheVersionIsAsked) {
   f.ctx->store.DyneVersion = 0.0f;
-  f.ctx->poller.readingsActive = false;
+  f.ctx->polling.SetReadingsActive(false);
   f.ctx->polling.ResumeDyneReadings();
   f.loop.PumpFor(100);
   EXPECT_EQ(f.ctx->comm.tmrUpdateReadings.Interval(), 1000u);
@@ -109,23 +97,48 @@ TEST_F(Poller, WithReadingsInactiveOnlyTheVersionIsAsked) {
   EXPECT_EQ(f.ctx->comm.tmrUpdateReadings.Interval(), 1000u);
 }
 
-TEST_F(Poller, ACycleOf995MsLeavesTheTenMillisecondInterval) {
-  f.ctx->poller.readingsActive = true;
-  f.ctx->poller.pollState = 3;
-  f.ctx->poller.DIS = 0;
-  f.ctx->poller.cycleStart = f.ctx->Tick() - 995;
-  f.ctx->polling.UpdateDyneReadings();
-  EXPECT_EQ(f.ctx->comm.tmrUpdateReadings.Interval(), 10u);
-  f.ctx->poller.pollState = 3;
-  f.ctx->poller.cycleStart = f.ctx->Tick() - 600;
-  f.ctx->polling.UpdateDyneReadings();
-  EXPECT_EQ(f.ctx->comm.tmrUpdateReadings.Interval(), 400u);
-  f.ctx->test.CurCalibration = 1;  // a wizard runs its cycle every half second
-  f.ctx->poller.pollState = 3;
-  f.ctx->poller.cycleStart = f.ctx->Tick() - 200;
-  f.ctx->polling.UpdateDyneReadings();
-  EXPECT_EQ(f.ctx->comm.tmrUpdateReadings.Interval(), 300u);
+struct CycleCase {
+  const char* name;
+  int64_t replyDelayUs;
+  int32_t calibration;
+  int64_t periodMs;
+};
+
+class PollerCycles : public Poller, public ::testing::WithParamInterface<CycleCase> {};
+
+// While the rolls stand, a cycle starts one period after the last one began. A cycle that leaves
+// no more than 10 ms of its period is followed at once: after the poller's two 10 ms steps.
+TEST_P(PollerCycles, TheNextCycleStartsOnePeriodAfterTheLastBeganOrAtOnceAfterALongOne) {
+  replyDelayUs = GetParam().replyDelayUs;
+  f.ctx->test.CurCalibration = GetParam().calibration;
+  StartPolling();
+  f.loop.PumpFor(9000);
+  const auto requests = controller.Requests();
+  std::vector<int64_t> acks;  // every request of the cycle is a data request, acknowledged once
+  for (const auto& r : controller.Received()) {
+    if (r.IsAck()) acks.push_back(r.atUs);
+  }
+  ASSERT_GE(requests.size(), 12u);
+  const int64_t periodUs = GetParam().periodMs * 1000;
+  for (size_t start = 4; start + 4 < requests.size() && start + 3 < acks.size(); start += 4) {
+    // The cycle runs from its first request's put (4 bytes before it arrives) to its last ACK's
+    // put (1 byte before).
+    const int64_t cycleUs = (acks[start + 3] - 1042) - (requests[start].atUs - 4167);
+    const int64_t spacingUs = requests[start + 4].atUs - requests[start].atUs;
+    const int64_t dueUs = periodUs - cycleUs > 10'000 ? periodUs + 10'000 : cycleUs + 20'000;
+    EXPECT_NEAR(spacingUs, dueUs, 2'000) << "cycle at " << start << " took " << cycleUs << " us";
+  }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Timing, PollerCycles,
+    ::testing::Values(CycleCase{"ShortCycles", 0, calibration::None, 1000},
+                      CycleCase{"CyclesOf985Ms", 198'750, calibration::None, 1000},
+                      CycleCase{"CyclesOf995Ms", 201'250, calibration::None, 1000},
+                      CycleCase{"CyclesLongerThanAPeriod", 250'000, calibration::None, 1000},
+                      CycleCase{"WizardHalfSecond", 0, calibration::LoadCell, 500},
+                      CycleCase{"WizardLongCycles", 100'000, calibration::LoadCell, 500}),
+    [](const ::testing::TestParamInfo<CycleCase>& info) { return std::string(info.param.name); });
 
 TEST_F(Poller, ATestStepsAfterEachReplyAndItsOwnCommandIsAwaited) {
   int steps = 0;
@@ -134,7 +147,7 @@ TEST_F(Poller, ATestStepsAfterEachReplyAndItsOwnCommandIsAwaited) {
     EXPECT_EQ(curTest, 1);
     if (++steps == 2) {
       f.ctx->test.TestCommandPending = true;
-      f.ctx->requests.SendDyneCommand('J', 0, 0.0f);
+      f.ctx->polling.SendDyneCommand('J');
     }
   };
   StartPolling();
@@ -155,7 +168,7 @@ TEST_F(Poller, ASuspendLetsTheOutstandingExchangeFinishFirst) {
   replyDelayUs = 150'000;
   StartPolling();
   f.loop.PumpFor(20);  // the first request is out, its reply 150 ms away
-  ASSERT_TRUE(f.ctx->poller.CIP);
+  ASSERT_TRUE(f.ctx->polling.CommandInProgress());
   const size_t sent = controller.Requests().size();
   const int64_t suspendAtUs = f.loop.NowUs();
   f.ctx->polling.SuspendDyneReadings();
@@ -163,8 +176,8 @@ TEST_F(Poller, ASuspendLetsTheOutstandingExchangeFinishFirst) {
   EXPECT_GE(f.loop.NowUs() - suspendAtUs, 120'000) << "it waited for the reply";
   EXPECT_EQ(controller.Requests().size(), sent) << "nothing was sent again";
   EXPECT_EQ(f.ctx->store.counters.checksumErrors + f.ctx->store.counters.deviceErrors, 0);
-  EXPECT_FALSE(f.ctx->poller.CIP);
-  EXPECT_FALSE(f.ctx->poller.DyneReadingsBusy);
+  EXPECT_FALSE(f.ctx->polling.CommandInProgress());
+  EXPECT_FALSE(f.ctx->polling.DyneReadingsBusy());
   EXPECT_FALSE(f.ctx->comm.tmrUpdateReadings.Enabled());
   EXPECT_EQ(f.ctx->store.counters.timeoutErrors, 0);
   EXPECT_FALSE(f.ctx->InterfaceLock()->TryAcquire()) << "the suspend holds the interface lock";
@@ -201,7 +214,7 @@ TEST_F(Poller, AStepCommandThatCannotBePutIsNotAwaited) {
     ++steps;
     f.ctx->comm.ClosePort();
     f.ctx->test.TestCommandPending = true;
-    EXPECT_EQ(f.ctx->requests.SendDyneCommand('J', 0, 0.0f), 2);
+    EXPECT_EQ(f.ctx->polling.SendDyneCommand('J'), 2);
   };
   StartPolling();
   f.loop.PumpFor(3000);

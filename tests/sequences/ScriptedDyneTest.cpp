@@ -114,7 +114,7 @@ TEST(Sleep, WaitsForTheMotorToStopOnlyWhileTheReadingsRun) {
   rig.f.ctx->store.DyneStatusBits[status::MotorOn] = true;
   for (int i = 0; i < 5; ++i) rig.sequencer.Sleep().PutDyneToSleep();
   EXPECT_EQ(t.SleepStep, 2) << "\"0\" and \"K\" sent, then waiting";
-  rig.f.ctx->poller.readingsActive = false;  // the motor bit is not fresh: no waiting
+  rig.f.ctx->polling.SetReadingsActive(false);  // the motor bit is not fresh: no waiting
   rig.sequencer.Sleep().PutDyneToSleep();
   EXPECT_EQ(t.SleepStep, 3);
 }

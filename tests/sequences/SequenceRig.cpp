@@ -52,7 +52,7 @@ void Rig::Start(int16_t index) {
 void Rig::StartPoller() {
   f.ctx->AcquireSemaphores();
   f.ctx->InterfaceLock()->TryAcquire();
-  f.ctx->poller.readingsActive = true;
+  f.ctx->polling.SetReadingsActive(true);
   f.ctx->polling.ResumeDyneReadings();
 }
 

@@ -29,7 +29,7 @@ LinkFixture::~LinkFixture() {
 void LinkFixture::ConnectLink() {
   ctx->comm.AttachPort(line->HostPort());
   ctx->comm.KeloComm()->Open();
-  ctx->poller.connected = true;
+  ctx->polling.SetConnected(true);
 }
 
 std::string StripStamp(const std::string& line) {

@@ -18,7 +18,7 @@ std::string StageRig::Step() {
   if (!t.TestCommandPending) return "";
   // No port is open, but the request stays recorded in the transfer state and slot 0.
   t.TestCommandPending = false;
-  const char command = static_cast<char>(f.ctx->xfer.command);
+  const char command = static_cast<char>(f.ctx->exchange.Command());
   const RequestSlot& slot = store.slots[0];
   std::string name(1, command);
   if (command == 'E' || command == 'F') {
@@ -40,7 +40,9 @@ bool StageRig::StepUntil(const std::function<bool()>& pred, int maxSteps, uint32
 }
 
 void StageRig::OpenAt(int16_t stage) {
-  (t.CurCalibration == 1 ? static_cast<WizardForm&>(seq.Forms().LoadCellForm()) : seq.Forms().WeightScaleForm()).Show();
+  (t.CurCalibration == calibration::LoadCell ? static_cast<WizardForm&>(seq.Forms().LoadCellForm())
+                                             : seq.Forms().WeightScaleForm())
+      .Show();
   t.WizardFormShown = true;
   t.TestStage = stage;
 }
@@ -87,7 +89,8 @@ SimWizardRig::SimWizardRig(KeloSimOptions options)
 SimWizardRig::~SimWizardRig() {
   // The interface's release then asks it to stop and waits for its closing stages.
   const SharedTestState& t = f.ctx->test;
-  if (t.CurCalibration != 0) ADD_FAILURE() << "the calibration still ran at stage " << t.TestStage;
+  if (t.CurCalibration != calibration::None)
+    ADD_FAILURE() << "the calibration still ran at stage " << t.TestStage;
 }
 
 void SimWizardRig::Start(QRTXAnalogInputIndeces input) {

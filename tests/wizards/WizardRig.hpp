@@ -62,7 +62,7 @@ class SimWizardRig {
   // Runs in 100 ms slices, the operator (if any) acting after each, until pred holds; false after limitS.
   bool RunUntil(const std::function<bool()>& pred, double limitS, ScriptedOperator* op);
   bool RunToEnd(double limitS, ScriptedOperator* op) {
-    return RunUntil([this] { return f.ctx->test.CurCalibration == 0; }, limitS, op);
+    return RunUntil([this] { return f.ctx->test.CurCalibration == calibration::None; }, limitS, op);
   }
   // The requests since Start without the poller's own, and when the first of a name came (ms).
   std::vector<std::string> Commands() const;

@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -120,9 +121,16 @@ int main(int argc, char** argv) {
   HostContext hostContext(loop, hostOptions);
   KeloEngine engine(hostContext);
   modMain entry(hostContext);
-  if (entry.Main(commandLine, engine.StartupHooks()) == MainOutcome::AlreadyRunning) {
+  const MainOutcome outcome = entry.Main(commandLine, engine.StartupHooks());
+  if (outcome == MainOutcome::AlreadyRunning) {
     std::fprintf(stderr, "TavKeloASM: another instance is already running\n");
     return 3;
+  }
+  if (outcome == MainOutcome::LockUnavailable) {
+    const SingleInstanceLock& lock = *entry.InstanceLock();
+    std::fprintf(stderr, "TavKeloASM: cannot take the one-instance lock %s: %s\n",
+                 lock.Path().c_str(), std::strerror(lock.Error()));
+    return 5;
   }
 
   KeloSimOptions simOptions;
@@ -136,9 +144,11 @@ int main(int argc, char** argv) {
     }
   }
   engine.Context().openPort = [&ports](int16_t port) { return ports.Open(port); };
-  // This process holds the one-instance lock: names left by a process that died are stale.
-  NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloReadingsLock"));
-  NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloInterfaceLock"));
+  // Names left by a process that died are stale, but only the holder of the lock may say so.
+  if (entry.InstanceLock() != nullptr && entry.InstanceLock()->Held()) {
+    NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloReadingsLock"));
+    NamedSemaphore::Remove(engine.Context().SemaphoreName("KeloInterfaceLock"));
+  }
 
   AutomationServer::Config config;
   config.host = host;

@@ -1,6 +1,7 @@
 // Device commands of clsKeloInterface, and the start and stop of tests and calibrations.
 
 #include <cmath>
+#include <exception>
 
 #include "automation/clsKeloInterfaceInternal.hpp"
 #include "platform/VbFormat.hpp"
@@ -161,7 +162,14 @@ QRTXErrorConstants clsKeloInterface::GetParasiticsAtSpeed(float TheSpeed, float&
   TWDRawPara = 0.0f;
   FWDRawPara = 0.0f;
   FWDUnseenPara = 0.0f;
-  TWDUnseenPara = modMath::evalcurve(s.ParasiticCoefK, s.ParasiticCoefA, s.ParasiticCoefB, TheSpeed);
+  TWDUnseenPara = 0.0f;
+  try {
+    TWDUnseenPara = modMath::evalcurve(s.ParasiticCoefK, s.ParasiticCoefA, s.ParasiticCoefB, TheSpeed);
+  } catch (const std::exception& e) {
+    // A speed far outside the curve's range overflows a Single: the call reports it and fails.
+    ctx_.log.LogException(e, std::string(kClassName) + ": GetParasiticsAtSpeed", 0);
+    return Finish("GetParasiticsAtSpeed", gQRTXErrInvalidValue);
+  }
   return Finish("GetParasiticsAtSpeed", gQRTXErrNoError);
 }
 

@@ -23,7 +23,7 @@ struct HostOptions {
   std::string iniPath;
   // Appended to the names of the named semaphores, so that test processes do not share them.
   std::string semaphoreSuffix;
-  // Where the one-instance lock lives ("" for the default under $XDG_RUNTIME_DIR or /tmp).
+  // Where the one-instance lock lives ("" for the machine-wide default, /run/lock or /var/tmp).
   std::string instanceLockPath;
   // Echo message boxes on stderr.
   bool echoNotices = true;

@@ -50,7 +50,9 @@ MainOutcome modMain::Main(const std::string& commandLine, const MainHooks& hooks
                              ? SingleInstanceLock::DefaultPath("TavKeloASM")
                              : host_.options.instanceLockPath;
   lock_ = std::make_unique<SingleInstanceLock>(lockPath);
-  if (!lock_->TryAcquire()) return MainOutcome::AlreadyRunning;
+  if (!lock_->TryAcquire()) {
+    return lock_->Error() == 0 ? MainOutcome::AlreadyRunning : MainOutcome::LockUnavailable;
+  }
 
   // 3. Who we are.
   host_.ProgramVersionText =

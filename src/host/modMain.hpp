@@ -28,6 +28,7 @@ enum class MainOutcome {
   Serving,             // start-up done; keep serving
   RegistrationSwitch,  // "/REG", "-REG", "/UNREG" or "-UNREG" stood in the command line
   AlreadyRunning,      // another instance holds the lock
+  LockUnavailable,     // the lock cannot be taken: InstanceLock()->Error() says why
 };
 
 // Which registration switch the command line holds, searched anywhere in its upper-cased text:

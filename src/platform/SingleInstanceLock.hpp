@@ -1,28 +1,38 @@
 #pragma once
-// One server process per machine: an exclusive lock on a file under $XDG_RUNTIME_DIR (or /tmp).
-// The lock belongs to the open file, so it ends with the process however the process ends.
+// One server process per machine: an exclusive lock on a file in one machine-wide folder, the
+// same whatever the user and the environment. The lock belongs to the open file, so it ends with
+// the process however the process ends.
 
 #include <string>
+#include <vector>
 
 namespace tavkelo {
 
 class SingleInstanceLock {
  public:
-  // The lock file for a program name: $XDG_RUNTIME_DIR/<name>.lock, or /tmp/<name>.lock.
+  // The folder for the lock files: the first of `candidates` that is a folder this process may
+  // create files in, else the last one (where taking the lock then fails and says why).
+  static std::string MachineFolder(const std::vector<std::string>& candidates = {"/run/lock",
+                                                                                 "/var/tmp"});
+  // The lock file for a program name: MachineFolder()/<name>.lock.
   static std::string DefaultPath(const std::string& programName);
   explicit SingleInstanceLock(std::string path);
+  // Gives the lock back and removes the file, which nobody else can be holding.
   ~SingleInstanceLock();
   SingleInstanceLock(const SingleInstanceLock&) = delete;
   SingleInstanceLock& operator=(const SingleInstanceLock&) = delete;
 
-  // True when this process now holds the lock; false when another process does.
+  // True when this process now holds the lock. False when another process holds it (Error() is
+  // then 0) or when the lock file cannot be opened or locked (Error() is the errno).
   bool TryAcquire();
   bool Held() const { return fd_ >= 0; }
+  int Error() const { return error_; }
   const std::string& Path() const { return path_; }
 
  private:
   std::string path_;
   int fd_ = -1;
+  int error_ = 0;
 };
 
 }  // namespace tavkelo

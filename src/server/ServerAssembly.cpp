@@ -1,5 +1,7 @@
 #include "server/ServerAssembly.hpp"
 
+#include <cstring>
+
 #include "platform/NamedSemaphore.hpp"
 
 namespace tavkelo {
@@ -15,6 +17,12 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
       outcome_ = Outcome::AlreadyRunning;
       error_ = "another instance is already running";
       return;
+    case MainOutcome::LockUnavailable: {
+      const SingleInstanceLock& lock = *entry_->InstanceLock();
+      outcome_ = Outcome::LockUnavailable;
+      error_ = "cannot take the one-instance lock " + lock.Path() + ": " + std::strerror(lock.Error());
+      return;
+    }
     case MainOutcome::RegistrationSwitch:
       outcome_ = Outcome::RegistrationSwitch;
       error_ = "the command line holds a registration switch";
@@ -28,7 +36,7 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
     }
   }
   engine_->Context().openPort = [ports = ports_.get()](int16_t port) { return ports->Open(port); };
-  // This process holds the one-instance lock: names left by a process that died are stale.
+  // Names left by a process that died are stale, but only the holder of the lock may say so.
   RemoveSemaphoreNames();
   server_ =
       std::make_unique<AutomationServer>(loop, *engine_, ports_.get(), std::move(options.http));
@@ -49,6 +57,8 @@ void ServerAssembly::Release() {
 }
 
 void ServerAssembly::RemoveSemaphoreNames() {
+  const SingleInstanceLock* lock = entry_->InstanceLock();
+  if (lock == nullptr || !lock->Held()) return;
   NamedSemaphore::Remove(engine_->Context().SemaphoreName("KeloReadingsLock"));
   NamedSemaphore::Remove(engine_->Context().SemaphoreName("KeloInterfaceLock"));
 }

@@ -36,6 +36,7 @@ class ServerAssembly {
   enum class Outcome {
     Ready,               // assembled; Serve() starts the HTTP server
     AlreadyRunning,      // another instance holds the lock
+    LockUnavailable,     // the lock cannot be taken at all; Error() names the file and why
     RegistrationSwitch,  // the command line holds /REG or /UNREG
     BadPortMapping,      // Error() says which and why
   };

@@ -133,6 +133,9 @@ int main(int argc, char** argv) {
     case ServerAssembly::Outcome::AlreadyRunning:
       std::fprintf(stderr, "TavKeloASM: another instance is already running\n");
       return 3;
+    case ServerAssembly::Outcome::LockUnavailable:
+      std::fprintf(stderr, "TavKeloASM: %s\n", server.Error().c_str());
+      return 5;
     case ServerAssembly::Outcome::BadPortMapping:
       std::fprintf(stderr, "TavKeloASM: --port: %s\n", server.Error().c_str());
       return 2;

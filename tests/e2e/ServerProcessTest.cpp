@@ -14,6 +14,7 @@
 
 #include "E2eRig.hpp"
 #include "RemoteKeloInterface.hpp"
+#include "platform/SingleInstanceLock.hpp"
 #include "support/LoopbackSocket.hpp"
 
 namespace tavkelo::e2e {
@@ -184,15 +185,26 @@ TEST(ServerProcess, ASecondServerOfTheSameInstanceEndsAtOnceAndWritesNothing) {
   const std::string iniBefore = test::ReadFile(rig.IniPath());
   ASSERT_EQ(rig.LogCount("Kelo Dyne Log Data - "), 1);
 
-  const auto started = Clock::now();
-  RunResult second = rig.RunServer({"--listen", "127.0.0.1:0", "--simulate"});
-  EXPECT_EQ(second.status, 3);
-  EXPECT_EQ(second.err, "TavKeloASM: another instance is already running\n");
-  EXPECT_EQ(second.out, "") << "it serves nothing";
-  EXPECT_LT(SecondsSince(started), 5.0);
-  EXPECT_EQ(rig.LogText(), logBefore) << "no log line";
-  EXPECT_EQ(test::ReadFile(rig.IniPath()), iniBefore);
-  EXPECT_EQ(first.process->Wait(Millis(0)), std::nullopt) << "the first serves on";
+  // The lock is the machine's, whatever folders the second start's environment names.
+  const std::string elsewhere = rig.DataDir() + "/elsewhere";
+  fs::create_directories(elsewhere);
+  const Environment moved{{"XDG_RUNTIME_DIR", elsewhere}, {"TMPDIR", elsewhere}};
+  for (const Environment& env : {Environment{}, moved}) {
+    SCOPED_TRACE(env.empty() ? "the same environment" : "another XDG_RUNTIME_DIR and TMPDIR");
+    const auto started = Clock::now();
+    RunResult second = rig.RunServer({"--listen", "127.0.0.1:0", "--simulate"}, env);
+    EXPECT_EQ(second.status, 3);
+    EXPECT_EQ(second.err, "TavKeloASM: another instance is already running\n");
+    EXPECT_EQ(second.out, "") << "it serves nothing";
+    EXPECT_LT(SecondsSince(started), 5.0);
+    EXPECT_EQ(rig.LogText(), logBefore) << "no log line";
+    EXPECT_EQ(test::ReadFile(rig.IniPath()), iniBefore);
+    EXPECT_EQ(first.process->Wait(Millis(0)), std::nullopt) << "the first serves on";
+  }
+  // The first server's semaphore names (its console object holds them) were left alone.
+  for (const char* name : {"KeloReadingsLock", "KeloInterfaceLock"}) {
+    EXPECT_TRUE(fs::exists("/dev/shm/sem." + std::string(name) + "." + rig.Instance())) << name;
+  }
 
   // After the first stops, the name is free again.
   ASSERT_EQ(E2eRig::Stop(first), 0);
@@ -241,7 +253,8 @@ TEST(ServerProcess, RegistrationSwitchesInstallOrRemoveTheUserUnitAndDoNothingEl
     }
     EXPECT_TRUE(rig.LogFiles().empty()) << label << ": no log";
     EXPECT_EQ(test::ReadFile(rig.IniPath()), iniBefore) << label << ": no settings read or written";
-    EXPECT_FALSE(fs::exists(rig.RuntimeDir() + "/TavKeloASM." + rig.Instance() + ".lock")) << label << ": no lock";
+    EXPECT_FALSE(fs::exists(SingleInstanceLock::DefaultPath("TavKeloASM." + rig.Instance())))
+        << label << ": no lock";
   }
 }
 

@@ -115,14 +115,29 @@ TEST(FindRegistrationSwitch, SearchesTheUpperCasedCommandLine) {
   EXPECT_EQ(FindRegistrationSwitch("--simulate"), "");
 }
 
-TEST_F(MainTest, ASecondInstanceEndsAtOnceAndWritesNothing) {
+TEST_F(MainTest, AStartWithoutTheLockEndsAtOnceAndWritesNothing) {
   test::WriteFile(Ini(), "[LogControl]\r\nRawSetting=63\r\n");
   SingleInstanceLock other(dir.File("TavKeloASM.lock"));
   ASSERT_TRUE(other.TryAcquire());
-  modMain entry(host);
-  EXPECT_EQ(entry.Main("", MainHooks{}), MainOutcome::AlreadyRunning);
-  EXPECT_FALSE(test::FileExists(LogPath()));
-  EXPECT_EQ(test::ReadFile(Ini()), "[LogControl]\r\nRawSetting=63\r\n");
+  struct Case {
+    const char* what;
+    std::string lockPath;
+    MainOutcome outcome;
+  };
+  const Case cases[] = {
+      {"another process holds it", dir.File("TavKeloASM.lock"), MainOutcome::AlreadyRunning},
+      {"its folder is missing", dir.File("no-such-folder/TavKeloASM.lock"), MainOutcome::LockUnavailable},
+  };
+  for (const Case& c : cases) {
+    HostOptions options = host.options;
+    options.instanceLockPath = c.lockPath;
+    HostContext start(loop, options);
+    modMain entry(start);
+    EXPECT_EQ(entry.Main("", MainHooks{}), c.outcome) << c.what;
+    EXPECT_EQ(entry.InstanceLock()->Error() != 0, c.outcome == MainOutcome::LockUnavailable) << c.what;
+    EXPECT_FALSE(test::FileExists(LogPath())) << c.what;
+    EXPECT_EQ(test::ReadFile(Ini()), "[LogControl]\r\nRawSetting=63\r\n") << c.what;
+  }
 }
 
 TEST_F(MainTest, AnOverflowingLogSettingStartsWithLoggingOff) {

@@ -1,7 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "platform/NamedSemaphore.hpp"
 #include "platform/SingleInstanceLock.hpp"
@@ -51,14 +57,60 @@ TEST(SingleInstanceLock, ASecondHolderIsRefusedUntilTheFirstEnds) {
     pid_t child = ::fork();
     if (child == 0) {
       SingleInstanceLock second(path);
-      ::_exit(second.TryAcquire() ? 1 : 0);
+      // Refused because another holds it, which is not a failure to take it.
+      ::_exit(second.TryAcquire() ? 1 : second.Error() != 0 ? 2 : 0);
     }
     int status = 0;
     ::waitpid(child, &status, 0);
     EXPECT_EQ(WEXITSTATUS(status), 0);
   }
+  EXPECT_FALSE(test::FileExists(path)) << "the holder removes the file as it ends";
   SingleInstanceLock again(path);
   EXPECT_TRUE(again.TryAcquire());
+  SingleInstanceLock nowhere(dir.File("missing/TavKeloASM.lock"));
+  EXPECT_FALSE(nowhere.TryAcquire());
+  EXPECT_EQ(nowhere.Error(), ENOENT);
+}
+
+TEST(SingleInstanceLock, TheMachineFolderIsTheFirstCandidateThatTakesFiles) {
+  test::TempDir dir;
+  const std::string open = dir.MakeDir("open");
+  const std::string other = dir.MakeDir("other");
+  const std::string closed = dir.MakeDir("closed");
+  ::chmod(closed.c_str(), 0555);
+  const std::string missing = dir.File("missing");
+  const std::string file = dir.File("file");
+  test::WriteFile(file, "");
+  struct Case {
+    std::vector<std::string> candidates;
+    std::string chosen;
+  };
+  std::vector<Case> cases = {
+      {{open, other}, open},
+      {{missing, open}, open},
+      {{file, open}, open},
+      {{missing, dir.File("missing2")}, dir.File("missing2")},
+  };
+  if (::geteuid() != 0) cases.push_back({{closed, open}, open});  // root may write anywhere
+  for (const Case& c : cases) {
+    EXPECT_EQ(SingleInstanceLock::MachineFolder(c.candidates), c.chosen) << c.candidates.front();
+  }
+  ::chmod(closed.c_str(), 0755);
+  // The user's environment does not move the lock.
+  const std::string path = SingleInstanceLock::DefaultPath("TavKeloASM.x");
+  EXPECT_TRUE(path == "/run/lock/TavKeloASM.x.lock" || path == "/var/tmp/TavKeloASM.x.lock")
+      << path;
+  for (const char* name : {"XDG_RUNTIME_DIR", "TMPDIR"}) {
+    const char* was = std::getenv(name);
+    const std::string saved = was != nullptr ? was : "";
+    ::setenv(name, open.c_str(), 1);
+    EXPECT_EQ(SingleInstanceLock::DefaultPath("TavKeloASM.x"), path) << name;
+    if (was != nullptr) {
+      ::setenv(name, saved.c_str(), 1);
+    } else {
+      ::unsetenv(name);
+    }
+  }
 }
 
 }  // namespace

@@ -8,11 +8,16 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 const crypto = require('node:crypto');
+// The npm packages (playwright-core) live in this folder's node_modules; without them the tests
+// cannot start a browser, and say how to install them instead of failing on a missing module.
+const INSTALL_HINT = 'the browser tests need their npm packages: run "cd tests/e2e/browser && npm ci"';
 let chromium;
 try {
   ({ chromium } = require('playwright-core'));
 } catch (e) {
-  throw new Error('playwright-core is missing: run "npm ci" in tests/e2e/browser');
+  if (e.code !== 'MODULE_NOT_FOUND') throw e;
+  console.error(INSTALL_HINT);
+  process.exit(1);
 }
 
 const REPO = path.resolve(__dirname, '..', '..', '..');

@@ -138,7 +138,8 @@ double Percentile(std::vector<double>& sorted, double p) {
 }
 
 // `clients` keep-alive connections, each sending GET path back to back for `seconds`.
-Row Measure(const std::string& target, int port, const std::string& path, int clients, double seconds) {
+Row Measure(const std::string& target, int port, const std::string& path, int clients,
+            double seconds) {
   std::vector<std::vector<double>> latencies(static_cast<size_t>(clients));
   std::vector<size_t> errors(static_cast<size_t>(clients), 0);
   std::atomic<int> ready{0};
@@ -157,7 +158,8 @@ Row Measure(const std::string& target, int port, const std::string& path, int cl
       for (int i = 0; i < kWarmUpRequests; ++i) client.Get(path.c_str());
       ++ready;
       while (!go.load()) std::this_thread::yield();
-      const Clock::time_point until = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+      const Clock::time_point until = start + std::chrono::duration_cast<Clock::duration>(
+                                                  std::chrono::duration<double>(seconds));
       while (mine.size() < cap) {
         Clock::time_point t0 = Clock::now();
         if (t0 >= until) break;
@@ -201,13 +203,13 @@ std::string Machine() {
   }
   utsname u{};
   ::uname(&u);
-  return model + ", " + std::to_string(std::thread::hardware_concurrency()) + " hardware threads, " + u.sysname + " " +
-         u.release;
+  return model + ", " + std::to_string(std::thread::hardware_concurrency()) +
+         " hardware threads, " + u.sysname + " " + u.release;
 }
 
 void Print(const Row& r) {
-  std::printf("%-44s %7d %9zu %10.0f %9.1f %9.1f %10.1f %6zu\n", r.target.c_str(), r.clients, r.requests, r.perSecond,
-              r.p50Us, r.p99Us, r.maxUs, r.errors);
+  std::printf("%-44s %7d %9zu %10.0f %9.1f %9.1f %10.1f %6zu\n", r.target.c_str(), r.clients,
+              r.requests, r.perSecond, r.p50Us, r.p99Us, r.maxUs, r.errors);
 }
 
 int Main(int argc, char** argv) {
@@ -221,8 +223,8 @@ int Main(int argc, char** argv) {
 #else
   const char* build = "DEBUG BUILD: figures are not representative";
 #endif
-  std::printf("bench_http: %s\n  %s; cpp-httplib %s; %.1f s per row (at most %zu requests)\n\n", Machine().c_str(), build,
-              CPPHTTPLIB_VERSION, seconds, kMaxRequestsPerRow);
+  std::printf("bench_http: %s\n  %s; cpp-httplib %s; %.1f s per row (at most %zu requests)\n\n",
+              Machine().c_str(), build, CPPHTTPLIB_VERSION, seconds, kMaxRequestsPerRow);
 
   InProcessServer server;
   if (!server.ConsoleConnected()) {
@@ -247,20 +249,22 @@ int Main(int argc, char** argv) {
   }
   const std::string property = "/automation/objects/" + id + "/properties/PrimarySpeedMPH";
   auto probe = setup.Get(property.c_str());
-  std::printf("  GET %s -> %d %s\n", property.c_str(), probe ? probe->status : 0, probe ? probe->body.c_str() : "");
+  std::printf("  GET %s -> %d %s\n", property.c_str(), probe ? probe->status : 0,
+              probe ? probe->body.c_str() : "");
   auto cyclesPerSecond = [&](uint64_t before, double elapsed) {
     return static_cast<double>(server.PollCycles() - before) / elapsed;
   };
   // The poller's own pace with nobody reading: one cycle a second while the rolls stand still.
   uint64_t idleBefore = server.PollCycles();
   std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
-  std::printf("  poller, dyne at rest, no HTTP load: %.1f cycles per second\n\n", cyclesPerSecond(idleBefore, seconds));
+  std::printf("  poller, dyne at rest, no HTTP load: %.1f cycles per second\n\n",
+              cyclesPerSecond(idleBefore, seconds));
 
   EmptyServer emptyDefault(0);          // cpp-httplib's default: 5 requests per connection
   EmptyServer emptyLongLived(1000000);  // connections kept for good
 
-  std::printf("%-44s %7s %9s %10s %9s %9s %10s %6s\n", "target", "clients", "requests", "req/s", "p50 us", "p99 us",
-              "max us", "errors");
+  std::printf("%-44s %7s %9s %10s %9s %9s %10s %6s\n", "target", "clients", "requests", "req/s",
+              "p50 us", "p99 us", "max us", "errors");
   struct Result {
     Row empty, emptyLong, rest, busy;
     double restCycles = 0, busyCycles = 0;
@@ -269,12 +273,15 @@ int Main(int argc, char** argv) {
   const int clientCounts[2] = {1, 8};
   for (size_t i = 0; i < 2; ++i) {
     Result& r = results[i];
-    r.empty = Measure("empty handler (keep-alive max 5, default)", emptyDefault.Port(), "/empty", clientCounts[i], seconds);
+    r.empty = Measure("empty handler (keep-alive max 5, default)", emptyDefault.Port(), "/empty",
+                      clientCounts[i], seconds);
     Print(r.empty);
-    r.emptyLong = Measure("empty handler (keep-alive unlimited)", emptyLongLived.Port(), "/empty", clientCounts[i], seconds);
+    r.emptyLong = Measure("empty handler (keep-alive unlimited)", emptyLongLived.Port(), "/empty",
+                          clientCounts[i], seconds);
     Print(r.emptyLong);
     uint64_t before = server.PollCycles();
-    r.rest = Measure("property read, dyne at rest", server.Port(), property, clientCounts[i], seconds);
+    r.rest =
+        Measure("property read, dyne at rest", server.Port(), property, clientCounts[i], seconds);
     r.restCycles = cyclesPerSecond(before, r.rest.seconds);
     Print(r.rest);
   }
@@ -289,34 +296,40 @@ int Main(int argc, char** argv) {
   std::this_thread::sleep_for(std::chrono::seconds(3));
   uint64_t drivingBefore = server.PollCycles();
   std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
-  std::printf("-- a vehicle drives the rolls at 30 mph; poller with no HTTP load: %.1f cycles per second\n",
-              cyclesPerSecond(drivingBefore, seconds));
+  std::printf(
+      "-- a vehicle drives the rolls at 30 mph; poller with no HTTP load: %.1f cycles per second\n",
+      cyclesPerSecond(drivingBefore, seconds));
   for (size_t i = 0; i < 2; ++i) {
     Result& r = results[i];
     uint64_t before = server.PollCycles();
-    r.busy = Measure("property read, poller running continuously", server.Port(), property, clientCounts[i], seconds);
+    r.busy = Measure("property read, poller running continuously", server.Port(), property,
+                     clientCounts[i], seconds);
     r.busyCycles = cyclesPerSecond(before, r.busy.seconds);
     Print(r.busy);
   }
 
-  std::printf("\nagainst the goals (TavKeloASM keeps its connections open, so the like-for-like\n"
-              "baseline is the empty handler with unlimited keep-alive):\n");
+  std::printf(
+      "\nagainst the goals (TavKeloASM keeps its connections open, so the like-for-like\n"
+      "baseline is the empty handler with unlimited keep-alive):\n");
   for (const Result& r : results) {
     for (const Row* read : {&r.rest, &r.busy}) {
       double ratio = read->perSecond / r.emptyLong.perSecond;
-      std::printf("  %d client%s %-44s reads/empty %.2f (goal >= 0.50: %s), reads/default-keep-alive empty %.2f, "
-                  "poller %.1f cycles/s\n",
-                  read->clients, read->clients == 1 ? ", " : "s,", (read->target + ":").c_str(), ratio,
-                  ratio >= 0.5 ? "met" : "MISSED", read->perSecond / r.empty.perSecond,
-                  read == &r.rest ? r.restCycles : r.busyCycles);
+      std::printf(
+          "  %d client%s %-44s reads/empty %.2f (goal >= 0.50: %s), reads/default-keep-alive empty "
+          "%.2f, "
+          "poller %.1f cycles/s\n",
+          read->clients, read->clients == 1 ? ", " : "s,", (read->target + ":").c_str(), ratio,
+          ratio >= 0.5 ? "met" : "MISSED", read->perSecond / r.empty.perSecond,
+          read == &r.rest ? r.restCycles : r.busyCycles);
     }
   }
   for (const Row* one : {&results[0].rest, &results[0].busy}) {
-    std::printf("  1 client, %-44s p99 %.1f us (goal < 1000 us: %s)\n", (one->target + ":").c_str(), one->p99Us,
-                one->p99Us < 1000.0 ? "met" : "MISSED");
+    std::printf("  1 client, %-44s p99 %.1f us (goal < 1000 us: %s)\n", (one->target + ":").c_str(),
+                one->p99Us, one->p99Us < 1000.0 ? "met" : "MISSED");
   }
   size_t errors = 0;
-  for (const Result& r : results) errors += r.empty.errors + r.emptyLong.errors + r.rest.errors + r.busy.errors;
+  for (const Result& r : results)
+    errors += r.empty.errors + r.emptyLong.errors + r.rest.errors + r.busy.errors;
   if (errors != 0) std::printf("  %zu requests failed\n", errors);
   return errors == 0 ? 0 : 1;
 }
@@ -324,4 +337,6 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace tavkelo
 
-int main(int argc, char** argv) { return tavkelo::Main(argc, argv); }
+int main(int argc, char** argv) {
+  return tavkelo::Main(argc, argv);
+}

@@ -4,7 +4,8 @@
 // The latency comparison runs the same continuous polling twice against the in-process
 // simulator: once in virtual time, where the code costs nothing and an exchange takes exactly
 // what the line's bytes, the controller's turnaround and the designed timer intervals allow, and
-// once in real time, where the code's own time is added. The ratio of the two is what the code adds.
+// once in real time, where the code's own time is added. The ratio of the two is what the code
+// adds.
 //
 //   build/default/bench/bench_link
 
@@ -89,7 +90,8 @@ double PollingTimePerExchange(EventLoop& loop, int exchanges) {
   InProcessLine line(loop, 9600);
   KeloController sim(loop);
   sim.Attach(line.DeviceEnd());
-  sim.Plant().DriveVehicleAtSpeed(25.0);  // turning with the motor off: the poller runs continuously
+  sim.Plant().DriveVehicleAtSpeed(
+      25.0);  // turning with the motor off: the poller runs continuously
   ctx.comm.AttachPort(line.HostPort());
   ctx.comm.KeloComm()->Open();
   ctx.polling.SetConnected(true);
@@ -98,11 +100,15 @@ double PollingTimePerExchange(EventLoop& loop, int exchanges) {
   ctx.store.DyneSpeed = 25.0f;
   ctx.polling.ResumeDyneReadings();
   // Let the rolls reach their speed and the status copy show the motor off.
-  loop.PumpUntil([&] { return ctx.store.StatusReplyCount > 2 && ctx.store.DyneSpeed > 20.0f; }, 60'000);
+  loop.PumpUntil([&] { return ctx.store.StatusReplyCount > 2 && ctx.store.DyneSpeed > 20.0f; },
+                 60'000);
   uint64_t before = sim.Counters().requests;
   int64_t start = loop.NowUs();
-  loop.PumpUntil([&] { return sim.Counters().requests >= before + static_cast<uint64_t>(exchanges); }, 600'000);
-  double perExchange = static_cast<double>(loop.NowUs() - start) / static_cast<double>(sim.Counters().requests - before);
+  loop.PumpUntil(
+      [&] { return sim.Counters().requests >= before + static_cast<uint64_t>(exchanges); },
+      600'000);
+  double perExchange = static_cast<double>(loop.NowUs() - start) /
+                       static_cast<double>(sim.Counters().requests - before);
   ctx.comm.tmrUpdateReadings.SetEnabled(false);
   NamedSemaphore::Remove(ctx.SemaphoreName("KeloReadingsLock"));
   NamedSemaphore::Remove(ctx.SemaphoreName("KeloInterfaceLock"));
@@ -116,11 +122,15 @@ void ReportAddedLatency() {
   RealTimeLoop realLoop;
   double measured = PollingTimePerExchange(realLoop, exchanges);
   std::printf("continuous polling, %d exchanges on the in-process 9600-baud line:\n", exchanges);
-  std::printf("  designed (line bytes + turnaround + timer intervals, virtual time): %8.3f ms per exchange\n",
-              designed / 1000.0);
-  std::printf("  measured (real time, this machine):                               %8.3f ms per exchange\n",
-              measured / 1000.0);
-  std::printf("  the link's code adds %.2f%% (goal: under 2%%)\n\n", (measured / designed - 1.0) * 100.0);
+  std::printf(
+      "  designed (line bytes + turnaround + timer intervals, virtual time): %8.3f ms per "
+      "exchange\n",
+      designed / 1000.0);
+  std::printf(
+      "  measured (real time, this machine):                               %8.3f ms per exchange\n",
+      measured / 1000.0);
+  std::printf("  the link's code adds %.2f%% (goal: under 2%%)\n\n",
+              (measured / designed - 1.0) * 100.0);
 }
 
 }  // namespace

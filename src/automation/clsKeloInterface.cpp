@@ -11,11 +11,21 @@ namespace tavkelo {
 
 QRTXErrorConstants DeviceResultToError(int32_t exchangeResult) {
   switch (exchangeResult) {
-    case 0: return gQRTXErrNoError;
-    case 1: case 2: case 3: case 4: case 5: case 8: return gQRTXErrCommError;
-    case 6: return gQRTXErrUnknownCommand;
-    case 7: return gQRTXErrNoLinkToDevice;
-    default: return gQRTXErrNoError;  // an outcome the table does not know counts as success
+    case 0:
+      return gQRTXErrNoError;
+    case 1:
+    case 2:
+    case 3:
+    case 4:
+    case 5:
+    case 8:
+      return gQRTXErrCommError;
+    case 6:
+      return gQRTXErrUnknownCommand;
+    case 7:
+      return gQRTXErrNoLinkToDevice;
+    default:
+      return gQRTXErrNoError;  // an outcome the table does not know counts as success
   }
 }
 
@@ -61,20 +71,22 @@ clsKeloInterface::~clsKeloInterface() {
     DisConnect();
     ctx_.ReleaseSemaphores();
     ctx_.comm.Unload();
-    if (ctx_.log.LoggingOn()) ctx_.log.WriteLog(std::string(kClassName) + ": Class_Terminate - Complete");
+    if (ctx_.log.LoggingOn())
+      ctx_.log.WriteLog(std::string(kClassName) + ": Class_Terminate - Complete");
   } catch (const std::exception& e) {
     ctx_.log.LogException(e, std::string(kClassName) + ": Class_Terminate", 16);
   }
 }
 
-void clsKeloInterface::Init(bool BeActive, int16_t SerialPort, int32_t BaudRate, const std::string& Parity) {
+void clsKeloInterface::Init(bool BeActive, int16_t SerialPort, int32_t BaudRate,
+                            const std::string& Parity) {
   Active_ = BeActive;
   SerialPort_ = SerialPort;
   BaudRate_ = BaudRate;
   Parity_ = Parity;
   CommSettings_ = std::to_string(BaudRate) + "," + Parity + ",8,1";
-  LogCall(std::string("Init Act:") + BoolText(BeActive) + " COM" + VbFormat(static_cast<int>(SerialPort), "0") +
-          ": [" + CommSettings_ + "]");
+  LogCall(std::string("Init Act:") + BoolText(BeActive) + " COM" +
+          VbFormat(static_cast<int>(SerialPort), "0") + ": [" + CommSettings_ + "]");
 }
 
 bool clsKeloInterface::InitFromIniFile(const std::string&, const std::string&) {
@@ -85,14 +97,20 @@ void clsKeloInterface::SaveSettingsToIniFile(const std::string&, const std::stri
   NotImplemented("SaveSettingsToIniFile", 0);
 }
 
-std::string clsKeloInterface::ErrorConstantToString(QRTXErrorConstants TheError) { return ErrorToString(TheError); }
+std::string clsKeloInterface::ErrorConstantToString(QRTXErrorConstants TheError) {
+  return ErrorToString(TheError);
+}
 
 int32_t clsKeloInterface::Send(int32_t command, uint8_t variable, float value) {
   return ctx_.polling.InterfaceKeloCommand(command, variable, value);
 }
 
-void clsKeloInterface::SuspendDyneReadings() { ctx_.polling.SuspendDyneReadings(); }
-void clsKeloInterface::ResumeDyneReadings() { ctx_.polling.ResumeDyneReadings(); }
+void clsKeloInterface::SuspendDyneReadings() {
+  ctx_.polling.SuspendDyneReadings();
+}
+void clsKeloInterface::ResumeDyneReadings() {
+  ctx_.polling.ResumeDyneReadings();
+}
 
 bool clsKeloInterface::Connect() {
   bool result = false;
@@ -109,7 +127,8 @@ bool clsKeloInterface::Connect() {
 
     ctx_.polling.SetConnected(true);
     int32_t outcome = ConnectHandshake();
-    const std::string prefix = "Connect - 'COM" + std::to_string(SerialPort_) + "'  Settings: " + CommSettings_;
+    const std::string prefix =
+        "Connect - 'COM" + std::to_string(SerialPort_) + "'  Settings: " + CommSettings_;
     if (outcome != 0) {
       ctx_.polling.SetConnected(false);
       ctx_.polling.SetReadingsActive(false);
@@ -149,15 +168,17 @@ int32_t clsKeloInterface::ReadDyneInformation() {
   }
   // The first, looser bound, and the speed-torque factor from it.
   if (!(s.RollDiameter >= 6.5f && s.RollDiameter <= 10.5f)) s.RollDiameter = 8.555f;
-  s.TorqueSpeedFactor = static_cast<float>(static_cast<double>(s.RollDiameter) * 989978.64876768 / 63360.0);
-  for (uint8_t v : {var::PARASITIC_LOSSES_A, var::PARASITIC_LOSSES_B, var::PARASITIC_LOSSES_C, var::LOSSES_15MPH,
-                    var::LOSSES_25MPH}) {
+  s.TorqueSpeedFactor =
+      static_cast<float>(static_cast<double>(s.RollDiameter) * 989978.64876768 / 63360.0);
+  for (uint8_t v : {var::PARASITIC_LOSSES_A, var::PARASITIC_LOSSES_B, var::PARASITIC_LOSSES_C,
+                    var::LOSSES_15MPH, var::LOSSES_25MPH}) {
     int32_t rc = Send(cmd::GetVariable, v);
     if (rc != 0) return rc;
   }
   if (ctx_.log.LoggingOn()) LogInformationDump();
   if (s.RollDiameter < 7.0f || s.BaseInertia < 1000.0f) {
-    ctx_.log.LogError(2, "Invalid Dyne Information", std::string(kClassName) + ": ReadDyneInformation", 0);
+    ctx_.log.LogError(2, "Invalid Dyne Information",
+                      std::string(kClassName) + ": ReadDyneInformation", 0);
   }
   // The second, tighter clamp.
   if (s.BaseInertia > 3000.0f || s.BaseInertia < 1000.0f) s.BaseInertia = 2000.0f;
@@ -171,21 +192,21 @@ void clsKeloInterface::LogInformationDump() {
   const std::string crlf = "\r\n";
   std::string dump = "**** Current Dyne Information ****" + crlf +
                      "           Firmware_Version: " + VbStr(s.DyneVersion) + crlf +
-                     "           Base_Inertia    : " + VbFormat(s.BaseInertia, "###0") + " Pounds" + crlf +
-                     "           Roller_Diameter : " + VbFormat(s.RollDiameter, "#0.000") + " Inches" + crlf +
-                     "           Parasitics Coefficients" + crlf +
+                     "           Base_Inertia    : " + VbFormat(s.BaseInertia, "###0") + " Pounds" +
+                     crlf + "           Roller_Diameter : " + VbFormat(s.RollDiameter, "#0.000") +
+                     " Inches" + crlf + "           Parasitics Coefficients" + crlf +
                      "              K: " + VbFormat(s.TorqueSpeedFactor, sci) + crlf +
-                     "              A: " + VbFormat(s.ParasiticCoefK, sci) + "  Raw_Val_Var51: " +
-                     VbStr(s.ParasiticLossA) + crlf +
-                     "              B: " + VbFormat(s.ParasiticCoefA, sci) + "  Raw_Val_Var52: " +
-                     VbStr(s.ParasiticLossB) + crlf +
-                     "              C: " + VbFormat(s.ParasiticCoefB, sci) + "  Raw_Val_Var53: " +
-                     VbStr(s.ParasiticLossC) + crlf +
+                     "              A: " + VbFormat(s.ParasiticCoefK, sci) +
+                     "  Raw_Val_Var51: " + VbStr(s.ParasiticLossA) + crlf +
+                     "              B: " + VbFormat(s.ParasiticCoefA, sci) +
+                     "  Raw_Val_Var52: " + VbStr(s.ParasiticLossB) + crlf +
+                     "              C: " + VbFormat(s.ParasiticCoefB, sci) +
+                     "  Raw_Val_Var53: " + VbStr(s.ParasiticLossC) + crlf +
                      "           Parasitic_Losses_HP" + crlf +
-                     "              @15Mph: " + VbFormat(s.Losses15MphHP, "#0.00") + "  Raw_Val_Var98: " +
-                     VbStr(s.Losses15Mph) + crlf +
-                     "              @25Mph: " + VbFormat(s.Losses25MphHP, "#0.00") + "  Raw_Val_Var99: " +
-                     VbStr(s.Losses25Mph);
+                     "              @15Mph: " + VbFormat(s.Losses15MphHP, "#0.00") +
+                     "  Raw_Val_Var98: " + VbStr(s.Losses15Mph) + crlf +
+                     "              @25Mph: " + VbFormat(s.Losses25MphHP, "#0.00") +
+                     "  Raw_Val_Var99: " + VbStr(s.Losses25Mph);
   ctx_.log.WriteLog(dump);
 }
 
@@ -220,8 +241,8 @@ bool clsKeloInterface::Update() {
     SuspendDyneReadings();
     Send(cmd::GetStatus);
     Send(cmd::GetTestValues);
-    for (uint8_t v : {var::ACCELERATION, var::DISTANCE, var::LEFTWEIGHT, var::RIGHTWEIGHT, var::BEARINGTEMP,
-                      var::FORCETEMP}) {
+    for (uint8_t v : {var::ACCELERATION, var::DISTANCE, var::LEFTWEIGHT, var::RIGHTWEIGHT,
+                      var::BEARINGTEMP, var::FORCETEMP}) {
       Send(cmd::GetVariable, v);
     }
     ResumeDyneReadings();
@@ -236,7 +257,8 @@ bool clsKeloInterface::AutoUpdateEnabled() {
 void clsKeloInterface::AutoUpdateEnabled(bool value) {
   const SharedTestState& t = ctx_.test;
   // A client cannot stop the poller under a running sequence.
-  if (t.CurTest == test::Warmup || t.CurTest == test::Parasitics || t.CurTest == test::Coastdown) return;
+  if (t.CurTest == test::Warmup || t.CurTest == test::Parasitics || t.CurTest == test::Coastdown)
+    return;
   auto busy = [](int16_t status) { return status == 1 || status == 2; };
   if (busy(t.SleepStatus) || busy(t.LcwsStatus)) return;
   ctx_.polling.SetReadingsActive(value);

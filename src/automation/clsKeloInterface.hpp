@@ -21,7 +21,7 @@ class KeloContext;
 class clsKeloInterface {
  public:
   explicit clsKeloInterface(KeloContext& ctx);  // Class_Initialize
-  ~clsKeloInterface();                           // Class_Terminate
+  ~clsKeloInterface();                          // Class_Terminate
   clsKeloInterface(const clsKeloInterface&) = delete;
   clsKeloInterface& operator=(const clsKeloInterface&) = delete;
 
@@ -243,39 +243,44 @@ class clsKeloInterface {
   // ---- test parameters ------------------------------------------------------------------------
   QRTXErrorConstants SetWarmupTestParameters(float NewWarmupTimeSeconds);
   QRTXErrorConstants SetParasiticsTestParameters(float NewTopSpeedMPH, float NewBottomSpeedMPH);
-  QRTXErrorConstants SetConstantLoadTestParameters(float NewTargetFtLbs, float NewRamprateFtLbsPerSecond);
-  QRTXErrorConstants SetConstantSpeedTestParameters(float NewTargetMPH, float NewRampRateMPHPerSecond);
-  QRTXErrorConstants SetConstantPowerTestParameters(float NewTargetHP, float NewRampRateHPPerSecond);
+  QRTXErrorConstants SetConstantLoadTestParameters(float NewTargetFtLbs,
+                                                   float NewRamprateFtLbsPerSecond);
+  QRTXErrorConstants SetConstantSpeedTestParameters(float NewTargetMPH,
+                                                    float NewRampRateMPHPerSecond);
+  QRTXErrorConstants SetConstantPowerTestParameters(float NewTargetHP,
+                                                    float NewRampRateHPPerSecond);
   QRTXErrorConstants SetConstantTargetTestingMode(QRTXCTTModeIndeces NewTestingMode);
   QRTXErrorConstants SetASMTestParameters(QRTXASMTestModeIndeces ASMTestMode, float ASM5015TRLHP,
-                                          float ASM5015GTRLHP, float ASM2525TRLHP, float ASM2525GTRLHP);
-  QRTXErrorConstants SetVehSimTestParameters(bool VehSimTestInertiaSimEnabled, bool VehSimTestAugBrakingEnabled,
-                                             float VehSimTestAugBrakingForceLimit,
-                                             float VehSimTestAugBrakingForceMultiplier,
-                                             float VehSimTestVehicleWeight, float VehSimTestTRLHPAt50,
-                                             float VehSimTestGTRLHPAt50, float VehSimTestTRLHPAPF,
-                                             float VehSimTestTRLHPBPF, float VehSimTestTRLHPCPF,
-                                             float VehSimTestGTRLHPAPF, float VehSimTestGTRLHPBPF,
-                                             float VehSimTestGTRLHPCPF);
-  QRTXErrorConstants SetCoastdownTestParameters(float NewHiWinHiSpeed, float NewHiWinLoSpeed, float NewHiWinLoadHP,
-                                                float NewLoWinHiSpeed, float NewLoWinLoSpeed, float NewLoWinLoadHP);
+                                          float ASM5015GTRLHP, float ASM2525TRLHP,
+                                          float ASM2525GTRLHP);
+  QRTXErrorConstants SetVehSimTestParameters(
+      bool VehSimTestInertiaSimEnabled, bool VehSimTestAugBrakingEnabled,
+      float VehSimTestAugBrakingForceLimit, float VehSimTestAugBrakingForceMultiplier,
+      float VehSimTestVehicleWeight, float VehSimTestTRLHPAt50, float VehSimTestGTRLHPAt50,
+      float VehSimTestTRLHPAPF, float VehSimTestTRLHPBPF, float VehSimTestTRLHPCPF,
+      float VehSimTestGTRLHPAPF, float VehSimTestGTRLHPBPF, float VehSimTestGTRLHPCPF);
+  QRTXErrorConstants SetCoastdownTestParameters(float NewHiWinHiSpeed, float NewHiWinLoSpeed,
+                                                float NewHiWinLoadHP, float NewLoWinHiSpeed,
+                                                float NewLoWinLoSpeed, float NewLoWinLoadHP);
 
   // ---- published placeholders -------------------------------------------------------------------
-  QRTXErrorConstants GetAnalogInputCalibration(QRTXAnalogInputIndeces WhichInput, float& ZeroVoltage,
-                                               float& PosSpan, float& NegSpan);
+  QRTXErrorConstants GetAnalogInputCalibration(QRTXAnalogInputIndeces WhichInput,
+                                               float& ZeroVoltage, float& PosSpan, float& NegSpan);
   QRTXErrorConstants SetAnalogInputCalibration(QRTXAnalogInputIndeces WhichInput, float ZeroVoltage,
                                                float PosSpan, float NegSpan);
   QRTXErrorConstants ZeroAnalogInput(QRTXAnalogInputIndeces WhichInput);
-  QRTXErrorConstants GetPIDConstants(QRTXPIDIndeces WhichPID, float& PValue, float& IValue, float& DValue);
+  QRTXErrorConstants GetPIDConstants(QRTXPIDIndeces WhichPID, float& PValue, float& IValue,
+                                     float& DValue);
   QRTXErrorConstants GetManualLoadTestParameters();
   QRTXErrorConstants SetManualLoadTestParameters(float NewTarget, float NewRampRate);
   QRTXErrorConstants GetVehSimTestHPIntWinErrors(int16_t WhichWin);
   QRTXErrorConstants GetVehSimTestHPIntWinParameters(int16_t WhichWin);
-  QRTXErrorConstants SetVehSimTestHPIntWinParameters(int16_t WhichWin, float StartTime, float EndTime,
-                                                     bool OnlyIntegrateInWindow);
+  QRTXErrorConstants SetVehSimTestHPIntWinParameters(int16_t WhichWin, float StartTime,
+                                                     float EndTime, bool OnlyIntegrateInWindow);
   QRTXErrorConstants PositiveVoltageSpanAnalogInput(QRTXAnalogInputIndeces WhichInput);
   QRTXErrorConstants NegativeVoltageSpanAnalogInput(QRTXAnalogInputIndeces WhichInput);
-  QRTXErrorConstants SetPIDConstants(QRTXPIDIndeces WhichPID, float PValue, float IValue, float DValue);
+  QRTXErrorConstants SetPIDConstants(QRTXPIDIndeces WhichPID, float PValue, float IValue,
+                                     float DValue);
   QRTXErrorConstants ResetPIDValues(QRTXPIDIndeces WhichPID);
   QRTXErrorConstants ResetParasitics();
   QRTXErrorConstants ResetVehSimTestHPIntWinErrors(int16_t WhichWin);

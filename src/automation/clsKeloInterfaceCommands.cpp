@@ -9,7 +9,8 @@
 
 namespace tavkelo {
 
-QRTXErrorConstants clsKeloInterface::RunCommands(const std::string& name, const std::string& announce,
+QRTXErrorConstants clsKeloInterface::RunCommands(const std::string& name,
+                                                 const std::string& announce,
                                                  const std::function<QRTXErrorConstants()>& chain) {
   LogCall(announce);
   SuspendDyneReadings();
@@ -35,20 +36,23 @@ QRTXErrorConstants clsKeloInterface::RaiseLifts(bool TWDLift, bool /*FWDLift*/) 
   float speed = PrimarySpeedMPH();
   if (speed > 0.5f || std::isnan(speed)) return Finish(name, gQRTXErrCantRaiseLiftNow);
   if (!TWDLift) return Finish(name, gQRTXErrInvalidParameter);
-  return RunCommands(name, name + "...", [this] { return DeviceResultToError(Send(cmd::RaiseLifts)); });
+  return RunCommands(name, name + "...",
+                     [this] { return DeviceResultToError(Send(cmd::RaiseLifts)); });
 }
 
 QRTXErrorConstants clsKeloInterface::LowerLifts(bool TWDLift, bool /*FWDLift*/) {
   const std::string name = "LowerLifts";
   if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   if (!TWDLift) return Finish(name, gQRTXErrInvalidParameter);
-  return RunCommands(name, name + "...", [this] { return DeviceResultToError(Send(cmd::LowerLifts)); });
+  return RunCommands(name, name + "...",
+                     [this] { return DeviceResultToError(Send(cmd::LowerLifts)); });
 }
 
 QRTXErrorConstants clsKeloInterface::ResetTestDistance() {
   const std::string name = "ResetTestDistance";
   if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
-  return RunCommands(name, name + "...", [this] { return DeviceResultToError(Send(cmd::ResetDistance)); });
+  return RunCommands(name, name + "...",
+                     [this] { return DeviceResultToError(Send(cmd::ResetDistance)); });
 }
 
 QRTXErrorConstants clsKeloInterface::ResetTestTime() {
@@ -61,15 +65,17 @@ QRTXErrorConstants clsKeloInterface::SaveCalibrationToFLASH() {
   if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   const ReadingsStore& s = ctx_.store;
   return RunCommands(name, name + "...", [&] {
-    return Chain({[&] { return Send(cmd::WriteVariable, var::PARASITIC_LOSSES_A, s.ParasiticLossA); },
-                  [&] { return Send(cmd::WriteVariable, var::PARASITIC_LOSSES_B, s.ParasiticLossB); },
-                  [&] { return Send(cmd::WriteVariable, var::PARASITIC_LOSSES_C, s.ParasiticLossC); },
-                  [&] { return Send(cmd::WriteVariable, var::LOSSES_15MPH, s.Losses15Mph); },
-                  [&] { return Send(cmd::WriteVariable, var::LOSSES_25MPH, s.Losses25Mph); }});
+    return Chain(
+        {[&] { return Send(cmd::WriteVariable, var::PARASITIC_LOSSES_A, s.ParasiticLossA); },
+         [&] { return Send(cmd::WriteVariable, var::PARASITIC_LOSSES_B, s.ParasiticLossB); },
+         [&] { return Send(cmd::WriteVariable, var::PARASITIC_LOSSES_C, s.ParasiticLossC); },
+         [&] { return Send(cmd::WriteVariable, var::LOSSES_15MPH, s.Losses15Mph); },
+         [&] { return Send(cmd::WriteVariable, var::LOSSES_25MPH, s.Losses25Mph); }});
   });
 }
 
-QRTXErrorConstants clsKeloInterface::SetSystemParameter(QRTXSysParamIndeces WhichParam, float NewValue) {
+QRTXErrorConstants clsKeloInterface::SetSystemParameter(QRTXSysParamIndeces WhichParam,
+                                                        float NewValue) {
   const std::string name = "SetSystemParameter";
   if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   if (WhichParam < gQRTXSPIRollDiameter || WhichParam > gQRTXSPIPAUGearRatio) {
@@ -87,14 +93,16 @@ QRTXErrorConstants clsKeloInterface::GetSystemParameter(uint8_t WhichParam) {
   if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
   bool diameter = WhichParam == gQRTXSPIRollDiameter;
   return RunCommands(name, name + (diameter ? "-RollDiameter..." : "-EquivalentWeight..."), [&] {
-    return DeviceResultToError(Send(cmd::GetVariable, diameter ? var::ROLLDIAMETER : var::BASEINERTIA));
+    return DeviceResultToError(
+        Send(cmd::GetVariable, diameter ? var::ROLLDIAMETER : var::BASEINERTIA));
   });
 }
 
 QRTXErrorConstants clsKeloInterface::GetSlaveVersion() {
   const std::string name = "GetSlaveVersion";
   if (!ctx_.polling.Connected()) return Finish(name, gQRTXErrNoLinkToDevice);
-  return RunCommands(name, name + "...", [this] { return DeviceResultToError(Send(cmd::GetVariable, var::VERSION)); });
+  return RunCommands(name, name + "...",
+                     [this] { return DeviceResultToError(Send(cmd::GetVariable, var::VERSION)); });
 }
 
 QRTXErrorConstants clsKeloInterface::GetASMTestParameters() {
@@ -156,15 +164,17 @@ QRTXErrorConstants clsKeloInterface::GetLastCoastdownTestResults() {
   return Finish("GetLastCoastdownTestResults", gQRTXErrNoError);
 }
 
-QRTXErrorConstants clsKeloInterface::GetParasiticsAtSpeed(float TheSpeed, float& TWDRawPara, float& FWDRawPara,
-                                                          float& TWDUnseenPara, float& FWDUnseenPara) {
+QRTXErrorConstants clsKeloInterface::GetParasiticsAtSpeed(float TheSpeed, float& TWDRawPara,
+                                                          float& FWDRawPara, float& TWDUnseenPara,
+                                                          float& FWDUnseenPara) {
   const ReadingsStore& s = ctx_.store;
   TWDRawPara = 0.0f;
   FWDRawPara = 0.0f;
   FWDUnseenPara = 0.0f;
   TWDUnseenPara = 0.0f;
   try {
-    TWDUnseenPara = modMath::evalcurve(s.ParasiticCoefK, s.ParasiticCoefA, s.ParasiticCoefB, TheSpeed);
+    TWDUnseenPara =
+        modMath::evalcurve(s.ParasiticCoefK, s.ParasiticCoefA, s.ParasiticCoefB, TheSpeed);
   } catch (const std::exception& e) {
     // A speed far outside the curve's range overflows a Single: the call reports it and fails.
     ctx_.log.LogException(e, std::string(kClassName) + ": GetParasiticsAtSpeed", 0);
@@ -188,8 +198,9 @@ QRTXErrorConstants clsKeloInterface::StartTest(QRTXTestIndeces TestIndex) {
     std::string bits;
     for (bool bit : s.StatusBitsCopy) bits.push_back(bit ? '1' : '0');
     const std::string crlf = "\r\n";
-    ctx_.log.WriteLog(crlf + "     Status     : " + bits + crlf + "     CurrentTest: " + TestIndexToString(t.CurTest) +
-                      crlf + "     LTCS       : " + std::to_string(t.LastTestCompletionStatus) + crlf +
+    ctx_.log.WriteLog(crlf + "     Status     : " + bits + crlf +
+                      "     CurrentTest: " + TestIndexToString(t.CurTest) + crlf +
+                      "     LTCS       : " + std::to_string(t.LastTestCompletionStatus) + crlf +
                       "     PDTS_CS    : " + std::to_string(t.SleepStatus) + crlf +
                       "     LCWS_CS    : " + std::to_string(t.LcwsStatus) + crlf +
                       "     Motor      : " + (motorOn ? "On" : "Off") + crlf +
@@ -209,16 +220,20 @@ QRTXErrorConstants clsKeloInterface::StopTest() {
   if (t.CurTest != test::None) {
     // Warm-up, parasitics and coastdown close through their own stages; a target test has none,
     // so what it switched on is switched off here.
-    if (t.StartedTestIndex >= test::ConstantTarget && t.StartedTestIndex <= test::VehicleSimulation) {
+    if (t.StartedTestIndex >= test::ConstantTarget &&
+        t.StartedTestIndex <= test::VehicleSimulation) {
       SuspendDyneReadings();
-      result = Chain({[this] { return Send(cmd::RegulatorOff); }, [this] { return Send(cmd::AugmentedBreakingOff); },
+      result = Chain({[this] { return Send(cmd::RegulatorOff); },
+                      [this] { return Send(cmd::AugmentedBreakingOff); },
                       [this] { return Send(cmd::BeltCompensationOff); }});
       ResumeDyneReadings();
     }
   } else {
     SuspendDyneReadings();
-    result = Chain({[this] { return Send(cmd::RegulatorOff); }, [this] { return Send(cmd::AugmentedBreakingOff); },
-                    [this] { return Send(cmd::BeltCompensationOff); }, [this] { return Send(cmd::MotorOff); }});
+    result = Chain({[this] { return Send(cmd::RegulatorOff); },
+                    [this] { return Send(cmd::AugmentedBreakingOff); },
+                    [this] { return Send(cmd::BeltCompensationOff); },
+                    [this] { return Send(cmd::MotorOff); }});
     ResumeDyneReadings();
   }
   return Finish(name, result);

@@ -13,7 +13,9 @@ namespace tavkelo {
 namespace {
 const std::string kLine = "\r\n                  ";
 
-std::string Num(float value, const char* format = "#0.00") { return VbFormat(value, format); }
+std::string Num(float value, const char* format = "#0.00") {
+  return VbFormat(value, format);
+}
 
 // Runs the writes in order and stops at the first that fails.
 QRTXErrorConstants Writes(std::initializer_list<std::function<int32_t()>> steps) {
@@ -36,11 +38,13 @@ QRTXErrorConstants clsKeloInterface::SetWarmupTestParameters(float NewWarmupTime
     if (seconds < 10) result = gQRTXErrInvalidParameter;
   }
   if (result == gQRTXErrNoError) ctx_.params.WarmupTimeSeconds = seconds;
-  LogCall("SetWarmupTestParameters[" + std::to_string(seconds) + " seconds] - " + ErrorToString(result));
+  LogCall("SetWarmupTestParameters[" + std::to_string(seconds) + " seconds] - " +
+          ErrorToString(result));
   return result;
 }
 
-QRTXErrorConstants clsKeloInterface::SetParasiticsTestParameters(float NewTopSpeedMPH, float NewBottomSpeedMPH) {
+QRTXErrorConstants clsKeloInterface::SetParasiticsTestParameters(float NewTopSpeedMPH,
+                                                                 float NewBottomSpeedMPH) {
   // Only stored and reported back: the test's windows are fixed.
   if (!(NewTopSpeedMPH >= 15.0f && NewTopSpeedMPH <= 60.0f) || NewBottomSpeedMPH != 10.0f) {
     return gQRTXErrInvalidParameter;
@@ -56,7 +60,8 @@ QRTXErrorConstants clsKeloInterface::SetConstantLoadTestParameters(float NewTarg
   if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   if (!(NewTargetFtLbs <= 1000.0f)) return Finish(block, gQRTXErrInvalidParameter);
   SuspendDyneReadings();
-  QRTXErrorConstants result = DeviceResultToError(Send(cmd::WriteVariable, var::TORQUETARGET, NewTargetFtLbs));
+  QRTXErrorConstants result =
+      DeviceResultToError(Send(cmd::WriteVariable, var::TORQUETARGET, NewTargetFtLbs));
   ResumeDyneReadings();
   if (result == gQRTXErrNoError) ctx_.params.ConstantTargetTestTorqueTarget = NewTargetFtLbs;
   return Finish(block, result);
@@ -68,7 +73,8 @@ QRTXErrorConstants clsKeloInterface::SetConstantSpeedTestParameters(float NewTar
   if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   if (!(NewTargetMPH <= 100.0f)) return Finish(block, gQRTXErrInvalidParameter);
   SuspendDyneReadings();
-  QRTXErrorConstants result = DeviceResultToError(Send(cmd::WriteVariable, var::SPEEDTARGET, NewTargetMPH));
+  QRTXErrorConstants result =
+      DeviceResultToError(Send(cmd::WriteVariable, var::SPEEDTARGET, NewTargetMPH));
   ResumeDyneReadings();
   if (result == gQRTXErrNoError) ctx_.params.ConstantTargetTestSpeedTarget = NewTargetMPH;
   return Finish(block, result);
@@ -80,15 +86,17 @@ QRTXErrorConstants clsKeloInterface::SetConstantPowerTestParameters(float NewTar
   if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   if (!(NewTargetHP <= 100.0f)) return Finish(block, gQRTXErrInvalidParameter);
   SuspendDyneReadings();
-  QRTXErrorConstants result = Writes({[&] { return Send(cmd::WriteVariable, var::ASMPWRTARGET, NewTargetHP); },
-                                      [&] { return Send(cmd::WriteVariable, var::ASMGTRL, 0.0f); },
-                                      [&] { return Send(cmd::WriteVariable, var::ASMSPEED, 15.0f); }});
+  QRTXErrorConstants result =
+      Writes({[&] { return Send(cmd::WriteVariable, var::ASMPWRTARGET, NewTargetHP); },
+              [&] { return Send(cmd::WriteVariable, var::ASMGTRL, 0.0f); },
+              [&] { return Send(cmd::WriteVariable, var::ASMSPEED, 15.0f); }});
   ResumeDyneReadings();
   if (result == gQRTXErrNoError) ctx_.params.ConstantTargetTestPowerTarget = NewTargetHP;
   return Finish(block, result);
 }
 
-QRTXErrorConstants clsKeloInterface::SetConstantTargetTestingMode(QRTXCTTModeIndeces NewTestingMode) {
+QRTXErrorConstants clsKeloInterface::SetConstantTargetTestingMode(
+    QRTXCTTModeIndeces NewTestingMode) {
   static const char* kNames[] = {"Manual", "Load(Torque FtLb)", "Speed", "Power(HP)"};
   bool valid = NewTestingMode >= gQRTXCTTMIManual && NewTestingMode <= gQRTXCTTMIPower;
   const std::string block = std::string("SetConstantTargetTestingMode...") + kLine + "Mode: " +
@@ -99,13 +107,16 @@ QRTXErrorConstants clsKeloInterface::SetConstantTargetTestingMode(QRTXCTTModeInd
   return Finish(block, gQRTXErrNoError);
 }
 
-QRTXErrorConstants clsKeloInterface::SetASMTestParameters(QRTXASMTestModeIndeces ASMTestMode, float ASM5015TRLHP,
-                                                          float ASM5015GTRLHP, float ASM2525TRLHP,
-                                                          float ASM2525GTRLHP) {
+QRTXErrorConstants clsKeloInterface::SetASMTestParameters(QRTXASMTestModeIndeces ASMTestMode,
+                                                          float ASM5015TRLHP, float ASM5015GTRLHP,
+                                                          float ASM2525TRLHP, float ASM2525GTRLHP) {
   bool valid = ASMTestMode == gQRTXASMTMI5015 || ASMTestMode == gQRTXASMTMI2525;
   const std::string block = std::string("SetASMTestParameters...") + kLine + "ASM Mode: " +
-                            (ASMTestMode == gQRTXASMTMI2525 ? "2525" : valid ? "5015" : std::to_string(ASMTestMode)) +
-                            kLine + "5015 - TRLHP: " + Num(ASM5015TRLHP) + " GTRLHP: " + Num(ASM5015GTRLHP) + kLine +
+                            (ASMTestMode == gQRTXASMTMI2525 ? "2525"
+                             : valid                        ? "5015"
+                                                            : std::to_string(ASMTestMode)) +
+                            kLine + "5015 - TRLHP: " + Num(ASM5015TRLHP) +
+                            " GTRLHP: " + Num(ASM5015GTRLHP) + kLine +
                             "2525 - TRLHP: " + Num(ASM2525TRLHP) + " GTRLHP: " + Num(ASM2525GTRLHP);
   if (!ctx_.polling.Connected()) return Finish(block, gQRTXErrNoLinkToDevice);
   if (!valid) return Finish(block, gQRTXErrInvalidParameter);
@@ -114,9 +125,10 @@ QRTXErrorConstants clsKeloInterface::SetASMTestParameters(QRTXASMTestModeIndeces
   float gtrl = is5015 ? ASM5015GTRLHP : ASM2525GTRLHP;
   float speed = is5015 ? 15.0f : 25.0f;
   SuspendDyneReadings();
-  QRTXErrorConstants result = Writes({[&] { return Send(cmd::WriteVariable, var::ASMPWRTARGET, power); },
-                                      [&] { return Send(cmd::WriteVariable, var::ASMGTRL, gtrl); },
-                                      [&] { return Send(cmd::WriteVariable, var::ASMSPEED, speed); }});
+  QRTXErrorConstants result =
+      Writes({[&] { return Send(cmd::WriteVariable, var::ASMPWRTARGET, power); },
+              [&] { return Send(cmd::WriteVariable, var::ASMGTRL, gtrl); },
+              [&] { return Send(cmd::WriteVariable, var::ASMSPEED, speed); }});
   ResumeDyneReadings();
   if (result == gQRTXErrNoError) {
     TestParameters& p = ctx_.params;
@@ -132,12 +144,14 @@ QRTXErrorConstants clsKeloInterface::SetASMTestParameters(QRTXASMTestModeIndeces
 }
 
 QRTXErrorConstants clsKeloInterface::SetVehSimTestParameters(
-    bool, bool VehSimTestAugBrakingEnabled, float, float, float VehSimTestVehicleWeight, float VehSimTestTRLHPAt50,
-    float VehSimTestGTRLHPAt50, float VehSimTestTRLHPAPF, float VehSimTestTRLHPBPF, float VehSimTestTRLHPCPF,
-    float VehSimTestGTRLHPAPF, float VehSimTestGTRLHPBPF, float VehSimTestGTRLHPCPF) {
-  const std::string block = std::string("SetVehSimTestParameters...") + kLine + "Vehicle Weight: " +
-                            Num(VehSimTestVehicleWeight) + kLine + "TRLHP  @ 50   : " + Num(VehSimTestTRLHPAt50) +
-                            kLine + "GTRLHP @ 50   : " + Num(VehSimTestGTRLHPAt50) + kLine +
+    bool, bool VehSimTestAugBrakingEnabled, float, float, float VehSimTestVehicleWeight,
+    float VehSimTestTRLHPAt50, float VehSimTestGTRLHPAt50, float VehSimTestTRLHPAPF,
+    float VehSimTestTRLHPBPF, float VehSimTestTRLHPCPF, float VehSimTestGTRLHPAPF,
+    float VehSimTestGTRLHPBPF, float VehSimTestGTRLHPCPF) {
+  const std::string block = std::string("SetVehSimTestParameters...") + kLine +
+                            "Vehicle Weight: " + Num(VehSimTestVehicleWeight) + kLine +
+                            "TRLHP  @ 50   : " + Num(VehSimTestTRLHPAt50) + kLine +
+                            "GTRLHP @ 50   : " + Num(VehSimTestGTRLHPAt50) + kLine +
                             "TRLHP  Coef A : " + Num(VehSimTestTRLHPAPF, "#0.00000") + kLine +
                             "TRLHP  Coef B : " + Num(VehSimTestTRLHPBPF, "#0.00000") + kLine +
                             "TRLHP  Coef C : " + Num(VehSimTestTRLHPCPF, "#0.00000") + kLine +
@@ -172,21 +186,25 @@ QRTXErrorConstants clsKeloInterface::SetVehSimTestParameters(
   return Finish(block, result);
 }
 
-QRTXErrorConstants clsKeloInterface::SetCoastdownTestParameters(float NewHiWinHiSpeed, float NewHiWinLoSpeed,
-                                                                float NewHiWinLoadHP, float NewLoWinHiSpeed,
-                                                                float NewLoWinLoSpeed, float NewLoWinLoadHP) {
-  const std::string block = std::string("SetCoastdownTestParameters...") + kLine + "Hi Window: " +
-                            Num(NewHiWinHiSpeed, "#0.0") + " - " + Num(NewHiWinLoSpeed, "#0.0") + " MPH  " +
-                            Num(NewHiWinLoadHP) + " HP" + kLine + "Lo Window: " + Num(NewLoWinHiSpeed, "#0.0") +
-                            " - " + Num(NewLoWinLoSpeed, "#0.0") + " MPH  " + Num(NewLoWinLoadHP) + " HP";
+QRTXErrorConstants clsKeloInterface::SetCoastdownTestParameters(
+    float NewHiWinHiSpeed, float NewHiWinLoSpeed, float NewHiWinLoadHP, float NewLoWinHiSpeed,
+    float NewLoWinLoSpeed, float NewLoWinLoadHP) {
+  const std::string block = std::string("SetCoastdownTestParameters...") + kLine +
+                            "Hi Window: " + Num(NewHiWinHiSpeed, "#0.0") + " - " +
+                            Num(NewHiWinLoSpeed, "#0.0") + " MPH  " + Num(NewHiWinLoadHP) + " HP" +
+                            kLine + "Lo Window: " + Num(NewLoWinHiSpeed, "#0.0") + " - " +
+                            Num(NewLoWinLoSpeed, "#0.0") + " MPH  " + Num(NewLoWinLoadHP) + " HP";
   bool valid = NewHiWinHiSpeed <= 60.0f && NewLoWinHiSpeed <= 60.0f && NewHiWinLoSpeed >= 5.0f &&
                NewLoWinLoSpeed >= 5.0f && NewHiWinHiSpeed - NewHiWinLoSpeed >= 4.0f &&
-               NewLoWinHiSpeed - NewLoWinLoSpeed >= 4.0f && NewHiWinLoadHP > 0.0f && NewHiWinLoadHP <= 100.0f &&
+               NewLoWinHiSpeed - NewLoWinLoSpeed >= 4.0f && NewHiWinLoadHP > 0.0f &&
+               NewHiWinLoadHP <= 100.0f &&
                ((NewLoWinLoadHP > 0.0f && NewLoWinLoadHP <= 100.0f) || NewLoWinLoadHP == -55.0f);
   if (!valid) return Finish(block, gQRTXErrInvalidParameter);
   TestParameters& p = ctx_.params;
-  p.CoastdownHi = {NewHiWinHiSpeed, (NewHiWinHiSpeed + NewHiWinLoSpeed) / 2.0f, NewHiWinLoSpeed, NewHiWinLoadHP};
-  p.CoastdownLo = {NewLoWinHiSpeed, (NewLoWinHiSpeed + NewLoWinLoSpeed) / 2.0f, NewLoWinLoSpeed, NewLoWinLoadHP};
+  p.CoastdownHi = {NewHiWinHiSpeed, (NewHiWinHiSpeed + NewHiWinLoSpeed) / 2.0f, NewHiWinLoSpeed,
+                   NewHiWinLoadHP};
+  p.CoastdownLo = {NewLoWinHiSpeed, (NewLoWinHiSpeed + NewLoWinLoSpeed) / 2.0f, NewLoWinLoSpeed,
+                   NewLoWinLoadHP};
   return Finish(block, gQRTXErrNoError);
 }
 

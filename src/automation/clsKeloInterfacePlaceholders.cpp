@@ -5,10 +5,12 @@
 
 namespace tavkelo {
 
-QRTXErrorConstants clsKeloInterface::GetAnalogInputCalibration(QRTXAnalogInputIndeces, float&, float&, float&) {
+QRTXErrorConstants clsKeloInterface::GetAnalogInputCalibration(QRTXAnalogInputIndeces, float&,
+                                                               float&, float&) {
   return NotImplemented("GetAnalogInputCalibration", gQRTXErrUnknownCommand);
 }
-QRTXErrorConstants clsKeloInterface::SetAnalogInputCalibration(QRTXAnalogInputIndeces, float, float, float) {
+QRTXErrorConstants clsKeloInterface::SetAnalogInputCalibration(QRTXAnalogInputIndeces, float, float,
+                                                               float) {
   return NotImplemented("SetAnalogInputCalibration", gQRTXErrUnknownCommand);
 }
 QRTXErrorConstants clsKeloInterface::ZeroAnalogInput(QRTXAnalogInputIndeces) {
@@ -45,30 +47,58 @@ QRTXErrorConstants clsKeloInterface::SetPIDConstants(QRTXPIDIndeces, float, floa
 QRTXErrorConstants clsKeloInterface::ResetPIDValues(QRTXPIDIndeces) {
   return NotImplemented("ResetPIDValues", gQRTXErrNoError);
 }
-QRTXErrorConstants clsKeloInterface::ResetParasitics() { return NotImplemented("ResetParasitics", gQRTXErrNoError); }
+QRTXErrorConstants clsKeloInterface::ResetParasitics() {
+  return NotImplemented("ResetParasitics", gQRTXErrNoError);
+}
 QRTXErrorConstants clsKeloInterface::ResetVehSimTestHPIntWinErrors(int16_t) {
   return NotImplemented("ResetVehSimTestHPIntWinErrors", gQRTXErrNoError);
 }
-QRTXErrorConstants clsKeloInterface::ResetVehSimTestISE() { return NotImplemented("ResetVehSimTestISE", gQRTXErrNoError); }
+QRTXErrorConstants clsKeloInterface::ResetVehSimTestISE() {
+  return NotImplemented("ResetVehSimTestISE", gQRTXErrNoError);
+}
 QRTXErrorConstants clsKeloInterface::SetFWDBaseDistance(float) {
   return NotImplemented("SetFWDBaseDistance", gQRTXErrNoError);
 }
-QRTXErrorConstants clsKeloInterface::SetFWDBaseState(bool) { return NotImplemented("SetFWDBaseState", gQRTXErrNoError); }
+QRTXErrorConstants clsKeloInterface::SetFWDBaseState(bool) {
+  return NotImplemented("SetFWDBaseState", gQRTXErrNoError);
+}
 QRTXErrorConstants clsKeloInterface::RetractFWDBaseToLimit() {
   return NotImplemented("RetractFWDBaseToLimit", gQRTXErrNoError);
 }
-QRTXErrorConstants clsKeloInterface::StopFWDBase() { return NotImplemented("StopFWDBase", gQRTXErrNoError); }
-QRTXErrorConstants clsKeloInterface::StopRestraints() { return NotImplemented("StopRestraints", gQRTXErrNoError); }
-bool clsKeloInterface::StartUsingLiveData() { return NotImplemented("StartUsingLiveData", true); }
-bool clsKeloInterface::StartFakeDataPlayBack(const std::string&) { return NotImplemented("StartFakeDataPlayBack", false); }
+QRTXErrorConstants clsKeloInterface::StopFWDBase() {
+  return NotImplemented("StopFWDBase", gQRTXErrNoError);
+}
+QRTXErrorConstants clsKeloInterface::StopRestraints() {
+  return NotImplemented("StopRestraints", gQRTXErrNoError);
+}
+bool clsKeloInterface::StartUsingLiveData() {
+  return NotImplemented("StartUsingLiveData", true);
+}
+bool clsKeloInterface::StartFakeDataPlayBack(const std::string&) {
+  return NotImplemented("StartFakeDataPlayBack", false);
+}
 
 // These answer at once, without a log line.
-QRTXErrorConstants clsKeloInterface::CenterRestraints() { return gQRTXErrNoError; }
-QRTXErrorConstants clsKeloInterface::EdgeRestraints() { return gQRTXErrNoError; }
-QRTXErrorConstants clsKeloInterface::ExtendFWDBaseToLimit() { return gQRTXErrNoError; }
-QRTXErrorConstants clsKeloInterface::GetCoastdownTestParameters() { return gQRTXErrNoError; }
-QRTXErrorConstants clsKeloInterface::GetParasiticsCurves() { return gQRTXErrNoError; }
-QRTXErrorConstants clsKeloInterface::GetParasiticsTestParameters() { return gQRTXErrNoError; }
-QRTXErrorConstants clsKeloInterface::GetWarmupTestParameters() { return gQRTXErrNoError; }
+QRTXErrorConstants clsKeloInterface::CenterRestraints() {
+  return gQRTXErrNoError;
+}
+QRTXErrorConstants clsKeloInterface::EdgeRestraints() {
+  return gQRTXErrNoError;
+}
+QRTXErrorConstants clsKeloInterface::ExtendFWDBaseToLimit() {
+  return gQRTXErrNoError;
+}
+QRTXErrorConstants clsKeloInterface::GetCoastdownTestParameters() {
+  return gQRTXErrNoError;
+}
+QRTXErrorConstants clsKeloInterface::GetParasiticsCurves() {
+  return gQRTXErrNoError;
+}
+QRTXErrorConstants clsKeloInterface::GetParasiticsTestParameters() {
+  return gQRTXErrNoError;
+}
+QRTXErrorConstants clsKeloInterface::GetWarmupTestParameters() {
+  return gQRTXErrNoError;
+}
 
 }  // namespace tavkelo

@@ -20,7 +20,8 @@ AutomationClient::AutomationClient(const std::string& baseUrl) : baseUrl_(baseUr
       throw ClientError(0, "bad server address " + baseUrl + " (expected http://host:port)");
     }
   }
-  if (host_.empty()) throw ClientError(0, "bad server address " + baseUrl + " (expected http://host:port)");
+  if (host_.empty())
+    throw ClientError(0, "bad server address " + baseUrl + " (expected http://host:port)");
 }
 
 AutomationClient::~AutomationClient() = default;
@@ -54,18 +55,23 @@ nlohmann::json AutomationClient::Send(std::mutex& mutex, std::unique_ptr<httplib
     throw ClientError(0, "unknown method " + method);
   };
   httplib::Result res = send();
-  if (!res) throw ClientError(0, "cannot reach TavKeloASM at " + baseUrl_ + " (" + httplib::to_string(res.error()) + ")");
-  nlohmann::json answer = res->body.empty() ? nlohmann::json() : nlohmann::json::parse(res->body, nullptr, false);
+  if (!res)
+    throw ClientError(
+        0, "cannot reach TavKeloASM at " + baseUrl_ + " (" + httplib::to_string(res.error()) + ")");
+  nlohmann::json answer =
+      res->body.empty() ? nlohmann::json() : nlohmann::json::parse(res->body, nullptr, false);
   if (res->status >= 400) {
-    std::string message = answer.is_object() && answer.contains("error") ? answer["error"].get<std::string>()
-                                                                          : "HTTP " + std::to_string(res->status);
+    std::string message = answer.is_object() && answer.contains("error")
+                              ? answer["error"].get<std::string>()
+                              : "HTTP " + std::to_string(res->status);
     throw ClientError(res->status, message);
   }
   if (answer.is_discarded()) throw ClientError(res->status, "the server's answer is not JSON");
   return answer;
 }
 
-void AutomationClient::FollowReadings(const std::function<bool(const nlohmann::json&)>& onReadings) {
+void AutomationClient::FollowReadings(
+    const std::function<bool(const nlohmann::json&)>& onReadings) {
   httplib::Client stream(host_, port_);
   stream.set_read_timeout(30, 0);
   std::string pending;
@@ -82,7 +88,8 @@ void AutomationClient::FollowReadings(const std::function<bool(const nlohmann::j
     }
     return keepGoing;
   });
-  if (!res && keepGoing) throw ClientError(0, "the readings stream ended (" + httplib::to_string(res.error()) + ")");
+  if (!res && keepGoing)
+    throw ClientError(0, "the readings stream ended (" + httplib::to_string(res.error()) + ")");
 }
 
 RemoteObject::RemoteObject(AutomationClient& client, int leaseSeconds) : client_(client) {
@@ -142,7 +149,8 @@ void RemoteObject::StopRenewing() {
   if (renewer_.joinable()) renewer_.join();
 }
 
-nlohmann::json RemoteObject::Get(const std::string& property, const std::map<std::string, std::string>& query) {
+nlohmann::json RemoteObject::Get(const std::string& property,
+                                 const std::map<std::string, std::string>& query) {
   std::string path = "/automation/objects/" + id_ + "/properties/" + property;
   char sep = '?';
   for (const auto& [key, value] : query) {
@@ -153,11 +161,13 @@ nlohmann::json RemoteObject::Get(const std::string& property, const std::map<std
 }
 
 void RemoteObject::Put(const std::string& property, const nlohmann::json& value) {
-  client_.Request("PUT", "/automation/objects/" + id_ + "/properties/" + property, {{"value", value}});
+  client_.Request("PUT", "/automation/objects/" + id_ + "/properties/" + property,
+                  {{"value", value}});
 }
 
 nlohmann::json RemoteObject::Call(const std::string& method, const nlohmann::json& args) {
-  return client_.Request("POST", "/automation/objects/" + id_ + "/methods/" + method, {{"args", args}});
+  return client_.Request("POST", "/automation/objects/" + id_ + "/methods/" + method,
+                         {{"args", args}});
 }
 
 }  // namespace tavkelo

@@ -23,7 +23,8 @@ namespace tavkelo {
 // (status 0).
 class ClientError : public std::runtime_error {
  public:
-  ClientError(int status, const std::string& message) : std::runtime_error(message), status_(status) {}
+  ClientError(int status, const std::string& message)
+      : std::runtime_error(message), status_(status) {}
   int Status() const { return status_; }
 
  private:
@@ -49,7 +50,9 @@ class AutomationClient {
 
   nlohmann::json TypeLibrary() { return Request("GET", "/automation/typelib"); }
   nlohmann::json Readings() { return Request("GET", "/api/readings"); }
-  nlohmann::json Simulator(const std::string& command) { return Request("POST", "/api/sim", {{"command", command}}); }
+  nlohmann::json Simulator(const std::string& command) {
+    return Request("POST", "/api/sim", {{"command", command}});
+  }
   // Follows the readings stream, calling onReadings for each snapshot until it returns false or
   // the stream ends. Uses a connection of its own.
   void FollowReadings(const std::function<bool(const nlohmann::json&)>& onReadings);
@@ -59,8 +62,9 @@ class AutomationClient {
   std::string host_;
   int port_ = 5180;
   // One request on `http` (connected on first use), holding `mutex`.
-  nlohmann::json Send(std::mutex& mutex, std::unique_ptr<httplib::Client>& http, const std::string& method,
-                      const std::string& path, const nlohmann::json& body);
+  nlohmann::json Send(std::mutex& mutex, std::unique_ptr<httplib::Client>& http,
+                      const std::string& method, const std::string& path,
+                      const nlohmann::json& body);
 
   std::mutex mutex_;
   std::unique_ptr<httplib::Client> http_;
@@ -83,7 +87,8 @@ class RemoteObject {
   // Stops renewing and forgets the object without releasing it (the lease then runs out).
   void Abandon();
 
-  nlohmann::json Get(const std::string& property, const std::map<std::string, std::string>& query = {});
+  nlohmann::json Get(const std::string& property,
+                     const std::map<std::string, std::string>& query = {});
   void Put(const std::string& property, const nlohmann::json& value);
   // {"result": ..., "byRef": {...}}
   nlohmann::json Call(const std::string& method, const nlohmann::json& args);

@@ -74,7 +74,8 @@ nlohmann::json ParseArgument(const std::string& word, const ParamInfo& p) {
       if (w == "false" || w == "f" || w == "no" || w == "0") return false;
       throw std::invalid_argument(p.name + " wants true or false, not '" + word + "'");
     }
-    case AutoType::String: return word;
+    case AutoType::String:
+      return word;
     case AutoType::Enum:
       for (const EnumerationInfo& e : Enumerations()) {
         if (e.name != p.type.enumName) continue;
@@ -86,7 +87,8 @@ nlohmann::json ParseArgument(const std::string& word, const ParamInfo& p) {
     default: {
       nlohmann::json number = nlohmann::json::parse(word, nullptr, false);
       if (number.is_discarded() || !number.is_number()) {
-        throw std::invalid_argument(p.name + " (" + AutoTypeName(p.type) + ") wants a number, not '" + word + "'");
+        throw std::invalid_argument(p.name + " (" + AutoTypeName(p.type) +
+                                    ") wants a number, not '" + word + "'");
       }
       return number;
     }
@@ -96,7 +98,8 @@ nlohmann::json ParseArgument(const std::string& word, const ParamInfo& p) {
 std::string Describe(const nlohmann::json& value, const AutoTypeRef& type) {
   if (type.type == AutoType::Enum && value.is_number_integer()) {
     int32_t v = value.get<int32_t>();
-    if (std::string(type.enumName) == "QRTXErrorConstants") return std::to_string(v) + " (" + ErrorToString(v) + ")";
+    if (std::string(type.enumName) == "QRTXErrorConstants")
+      return std::to_string(v) + " (" + ErrorToString(v) + ")";
     for (const EnumerationInfo& e : Enumerations()) {
       if (e.name != type.enumName) continue;
       for (const auto& [name, member] : e.members) {
@@ -108,11 +111,13 @@ std::string Describe(const nlohmann::json& value, const AutoTypeRef& type) {
 }
 
 void PrintMember(const MemberInfo& m) {
-  const char* kind = m.kind == MemberKind::Method ? "method" : m.kind == MemberKind::PropertyGet ? "get" : "put";
+  const char* kind = m.kind == MemberKind::Method        ? "method"
+                     : m.kind == MemberKind::PropertyGet ? "get"
+                                                         : "put";
   std::cout << kind << "  " << m.name << "(";
   for (size_t i = 0; i < m.params.size(); ++i) {
-    std::cout << (i ? ", " : "") << (m.params[i].byRef ? "ByRef " : "") << m.params[i].name << " As "
-              << AutoTypeName(m.params[i].type);
+    std::cout << (i ? ", " : "") << (m.params[i].byRef ? "ByRef " : "") << m.params[i].name
+              << " As " << AutoTypeName(m.params[i].type);
   }
   std::cout << ")";
   if (m.result.type != AutoType::Void) std::cout << " As " << AutoTypeName(m.result);
@@ -129,21 +134,24 @@ void Watch(AutomationClient& client, int count) {
     std::snprintf(line, sizeof line, "TavKeloASM %s  %s\n", client.BaseUrl().c_str(),
                   r.value("connected", false) ? "connected" : "not connected");
     out << line;
-    std::snprintf(line, sizeof line, "speed %7.2f mph   accel %6.2f mph/s   torque %8.2f ft-lb   power %6.2f hp\n",
-                  r.value("speedMph", 0.0), r.value("accelerationMphPerS", 0.0), r.value("torqueFtLb", 0.0),
-                  r.value("powerHp", 0.0));
+    std::snprintf(line, sizeof line,
+                  "speed %7.2f mph   accel %6.2f mph/s   torque %8.2f ft-lb   power %6.2f hp\n",
+                  r.value("speedMph", 0.0), r.value("accelerationMphPerS", 0.0),
+                  r.value("torqueFtLb", 0.0), r.value("powerHp", 0.0));
     out << line;
-    std::snprintf(line, sizeof line, "weights left %6.0f lb  right %6.0f lb   temps frame %5.1f F  bearing %5.1f F\n",
-                  r.value("leftWeightLb", 0.0), r.value("rightWeightLb", 0.0), r.value("frameTempF", 0.0),
-                  r.value("bearingTempF", 0.0));
+    std::snprintf(line, sizeof line,
+                  "weights left %6.0f lb  right %6.0f lb   temps frame %5.1f F  bearing %5.1f F\n",
+                  r.value("leftWeightLb", 0.0), r.value("rightWeightLb", 0.0),
+                  r.value("frameTempF", 0.0), r.value("bearingTempF", 0.0));
     out << line;
     out << "status:";
     for (const auto& bit : r["status"]) {
       if (bit["on"].get<bool>()) out << " [" << bit["name"].get<std::string>() << "]";
     }
     const auto& test = r["test"];
-    out << "\ntest: " << test.value("name", "") << "  stage " << test.value("stage", 0) << "  completion "
-        << test.value("completion", 0) << "   since last update " << r.value("timeSinceLastUpdateS", 0.0) << " s\n";
+    out << "\ntest: " << test.value("name", "") << "  stage " << test.value("stage", 0)
+        << "  completion " << test.value("completion", 0) << "   since last update "
+        << r.value("timeSinceLastUpdateS", 0.0) << " s\n";
     std::cout << (tty ? "\x1b[H\x1b[J" : "") << out.str() << std::flush;
     return count <= 0 || ++shown < count;
   });
@@ -155,13 +163,15 @@ int main(int argc, char** argv) {
   CLI::App app{"kelo: command-line client of TavKeloASM, the Kelo dynamometer automation server."};
   const char* envServer = std::getenv("TAVKELO_SERVER");
   std::string server = envServer != nullptr ? envServer : "http://127.0.0.1:5180";
-  app.add_option("--server", server, "TavKeloASM's address (or $TAVKELO_SERVER)")->capture_default_str();
+  app.add_option("--server", server, "TavKeloASM's address (or $TAVKELO_SERVER)")
+      ->capture_default_str();
   app.require_subcommand(1);
 
   std::string name, value;
   std::vector<std::string> words;
   int count = 0;
-  auto* get = app.add_subcommand("get", "Read a property of your object (indexed: kelo get NAME WHICHWIN)");
+  auto* get =
+      app.add_subcommand("get", "Read a property of your object (indexed: kelo get NAME WHICHWIN)");
   get->add_option("name", name, "Property name, e.g. PrimarySpeedMPH")->required();
   get->add_option("index", words, "WhichWin of an indexed property");
   auto* put = app.add_subcommand("put", "Write a property (only AutoUpdateEnabled is writable)");
@@ -169,10 +179,12 @@ int main(int argc, char** argv) {
   put->add_option("value", value)->required();
   auto* call = app.add_subcommand("call", "Call a method: kelo call RaiseLifts true false");
   call->add_option("name", name)->required();
-  call->add_option("args", words, "Arguments in order (enumeration names allowed, e.g. gQRTXTIWarmup)");
+  call->add_option("args", words,
+                   "Arguments in order (enumeration names allowed, e.g. gQRTXTIWarmup)");
   auto* watch = app.add_subcommand("watch", "Live readings, refreshed in place (Ctrl-C ends)");
   watch->add_option("--count", count, "Stop after this many updates");
-  auto* typelib = app.add_subcommand("typelib", "List the members and enumerations (or one member)");
+  auto* typelib =
+      app.add_subcommand("typelib", "List the members and enumerations (or one member)");
   typelib->add_option("name", name);
   auto* sim = app.add_subcommand("sim", "A command for the simulated dyne: kelo sim help");
   sim->add_option("command", words)->required();
@@ -260,8 +272,10 @@ int main(int argc, char** argv) {
         }
       }
       nlohmann::json answer = object->Call(name, args);
-      if (m != nullptr && m->result.type != AutoType::Void) std::cout << Describe(answer["result"], m->result) << "\n";
-      for (const auto& [param, out] : answer["byRef"].items()) std::cout << param << " = " << out.dump() << "\n";
+      if (m != nullptr && m->result.type != AutoType::Void)
+        std::cout << Describe(answer["result"], m->result) << "\n";
+      for (const auto& [param, out] : answer["byRef"].items())
+        std::cout << param << " = " << out.dump() << "\n";
       return 0;
     }
   } catch (const ClientError& e) {

@@ -30,7 +30,8 @@ class DiagnosticLog {
   void LoadLogControl(bool readSettings);
   void OpenLogFile();
   void WriteLog(std::string_view message);
-  void LogError(int32_t number, std::string_view description, std::string_view where, int16_t options);
+  void LogError(int32_t number, std::string_view description, std::string_view where,
+                int16_t options);
   // LogError for a caught failure: a run-time error's number and description, or 51 (internal
   // error) and the exception's text for anything else.
   void LogException(const std::exception& e, std::string_view where, int16_t options);

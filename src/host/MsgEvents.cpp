@@ -38,7 +38,9 @@ constexpr int64_t kFileTimeBase = 132'000'000'000'000'000;
 
 }  // namespace
 
-MsgEvents::MsgEvents(EventLoop& loop) : loop_(loop) { ownEvent_ = CreateEvent(false, false, ""); }
+MsgEvents::MsgEvents(EventLoop& loop) : loop_(loop) {
+  ownEvent_ = CreateEvent(false, false, "");
+}
 
 MsgEvents::~MsgEvents() {
   // A wait still in progress is released first, so the waiter returns.
@@ -47,7 +49,9 @@ MsgEvents::~MsgEvents() {
   CloseHandle(ownEvent_);
 }
 
-void MsgEvents::DoMsgEvents() { loop_.PumpOnce(10); }
+void MsgEvents::DoMsgEvents() {
+  loop_.PumpOnce(10);
+}
 
 FileTime MsgEvents::ToFileTime(int64_t value) {
   FileTime t{};
@@ -96,7 +100,8 @@ int32_t MsgEvents::MsgWaitEvent(int32_t handle, int32_t timeoutMs) {
   const bool bounded = timeoutMs > 0;
   FileTime deadline{};
   if (bounded) {
-    deadline = AddFileTime(CurrentFileTime(loop), ToFileTime(static_cast<int64_t>(timeoutMs) * 10000));
+    deadline =
+        AddFileTime(CurrentFileTime(loop), ToFileTime(static_cast<int64_t>(timeoutMs) * 10000));
   }
   waitingOn_ = handle;
   auto checkHandle = [handle](int32_t& result) {

@@ -21,7 +21,7 @@ class MsgEvents {
  public:
   static constexpr int32_t kWaitObject0 = 0;
   static constexpr int32_t kTimedOut = 1;
-  static constexpr int32_t kWaitFailed = -1;  // the handle was closed while waited on
+  static constexpr int32_t kWaitFailed = -1;    // the handle was closed while waited on
   static constexpr int32_t kInvalidHandle = 6;  // the platform's "invalid handle" error
 
   explicit MsgEvents(EventLoop& loop);

@@ -13,20 +13,23 @@ std::string Trim(const std::string& text) {
   size_t begin = 0;
   size_t end = text.size();
   while (begin < end && (text[begin] == ' ' || text[begin] == '\t')) ++begin;
-  while (end > begin && (text[end - 1] == ' ' || text[end - 1] == '\t' || text[end - 1] == '\r')) --end;
+  while (end > begin && (text[end - 1] == ' ' || text[end - 1] == '\t' || text[end - 1] == '\r'))
+    --end;
   return text.substr(begin, end - begin);
 }
 
 bool SameText(const std::string& a, const std::string& b) {
   if (a.size() != b.size()) return false;
   for (size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i])))
       return false;
   }
   return true;
 }
 
-bool ReadLines(const std::string& fileName, std::vector<std::string>& lines, bool& endsWithNewline) {
+bool ReadLines(const std::string& fileName, std::vector<std::string>& lines,
+               bool& endsWithNewline) {
   std::ifstream in(fileName, std::ios::binary);
   if (!in) return false;
   std::stringstream buffer;
@@ -69,7 +72,8 @@ bool KeyOf(const std::string& line, std::string& key, std::string& value) {
 }
 
 std::string Unquote(const std::string& value) {
-  if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
+  if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
+      value.back() == value.front())
     return value.substr(1, value.size() - 2);
   return value;
 }

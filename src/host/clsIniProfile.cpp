@@ -15,9 +15,12 @@ constexpr char kSep = '/';
 constexpr size_t kProfileBuffer = 200;
 }  // namespace
 
-clsIniProfile::clsIniProfile(const ProfileEnvironment& env) : env_(env) { SetFile(env.defaultFileName); }
+clsIniProfile::clsIniProfile(const ProfileEnvironment& env) : env_(env) {
+  SetFile(env.defaultFileName);
+}
 
-void clsIniProfile::WriteText(const std::string& Section, const std::string& Keyword, const std::string& v) {
+void clsIniProfile::WriteText(const std::string& Section, const std::string& Keyword,
+                              const std::string& v) {
   WritePrivateProfileString(Section, Keyword, v, fileName_);
 }
 
@@ -39,30 +42,36 @@ bool clsIniProfile::ParseProfileBoolean(const std::string& text) {
   return upper == "YES" || upper == "Y" || upper == "TRUE" || upper == "T";
 }
 
-bool clsIniProfile::GetBoolean(const std::string& Section, const std::string& Keyword, bool Default) {
+bool clsIniProfile::GetBoolean(const std::string& Section, const std::string& Keyword,
+                               bool Default) {
   return ParseProfileBoolean(GetText(Section, Keyword, BoolText(Default)));
 }
 
-int16_t clsIniProfile::GetInteger(const std::string& Section, const std::string& Keyword, int16_t Default) {
+int16_t clsIniProfile::GetInteger(const std::string& Section, const std::string& Keyword,
+                                  int16_t Default) {
   return VbCInt(VbVal(GetText(Section, Keyword, VbFormat(static_cast<int>(Default), "0"))));
 }
 
-int32_t clsIniProfile::GetLong(const std::string& Section, const std::string& Keyword, int32_t Default) {
+int32_t clsIniProfile::GetLong(const std::string& Section, const std::string& Keyword,
+                               int32_t Default) {
   return VbCLng(VbVal(GetText(Section, Keyword, VbFormat(static_cast<int>(Default), "0"))));
 }
 
-double clsIniProfile::GetReal(const std::string& Section, const std::string& Keyword, double Default) {
+double clsIniProfile::GetReal(const std::string& Section, const std::string& Keyword,
+                              double Default) {
   return VbVal(GetText(Section, Keyword, VbStr(Default)));
 }
 
-double clsIniProfile::GetDate(const std::string& Section, const std::string& Keyword, double Default) {
+double clsIniProfile::GetDate(const std::string& Section, const std::string& Keyword,
+                              double Default) {
   std::string text = GetText(Section, Keyword, VbFormatDate(Default, "yyyy-MM-dd HH:mm:ss"));
   std::optional<double> parsed = ParseOleDate(text);
   return parsed ? *parsed : Default;
 }
 
 void clsIniProfile::GetValue(const std::string& Section, const std::string& Keyword,
-                             ProfileVariant& DestinationVariable, const ProfileVariant& DefaultValue) {
+                             ProfileVariant& DestinationVariable,
+                             const ProfileVariant& DefaultValue) {
   // The default is converted to the destination's type as the classic conversions do: a text
   // must be a whole number text (or "True"/"False" for a Boolean), anything else is a type
   // mismatch raised to the caller.
@@ -83,7 +92,8 @@ void clsIniProfile::GetValue(const std::string& Section, const std::string& Keyw
   auto defaultText = [&]() -> std::string {
     if (auto* s = std::get_if<std::string>(&DefaultValue)) return *s;
     if (auto* b = std::get_if<bool>(&DefaultValue)) return BoolText(*b);
-    if (auto* date = std::get_if<ProfileDate>(&DefaultValue)) return VbFormatDate(date->value, "yyyy-MM-dd HH:mm:ss");
+    if (auto* date = std::get_if<ProfileDate>(&DefaultValue))
+      return VbFormatDate(date->value, "yyyy-MM-dd HH:mm:ss");
     if (std::holds_alternative<std::monostate>(DefaultValue)) return "";
     if (auto* f = std::get_if<float>(&DefaultValue)) return VbStr(*f);
     if (auto* i16 = std::get_if<int16_t>(&DefaultValue)) return std::to_string(*i16);
@@ -115,7 +125,9 @@ void clsIniProfile::GetValue(const std::string& Section, const std::string& Keyw
   // Dates and empty destinations are left alone, deliberately.
 }
 
-void clsIniProfile::SetFile(const std::string& fname) { fileName_ = ResolveProfilePath(fname, ".INI"); }
+void clsIniProfile::SetFile(const std::string& fname) {
+  fileName_ = ResolveProfilePath(fname, ".INI");
+}
 
 clsIniProfile::PathParts clsIniProfile::SplitProfilePath(const std::string& path) {
   PathParts parts;
@@ -155,7 +167,8 @@ std::string clsIniProfile::ResolveProfilePath(const std::string& name,
   PathParts folderParts = SplitProfilePath(folder);
 
   std::string full = !nameParts.drive.empty() ? nameParts.drive : folderParts.drive;
-  if (nameParts.directory.empty() || nameParts.directory.front() != kSep) full += folderParts.directory;
+  if (nameParts.directory.empty() || nameParts.directory.front() != kSep)
+    full += folderParts.directory;
   full += nameParts.directory;
   if (full.empty() || full.back() != kSep) full.push_back(kSep);
   full += nameParts.baseName;

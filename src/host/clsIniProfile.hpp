@@ -27,7 +27,8 @@ class clsIniProfile {
   void WriteText(const std::string& Section, const std::string& Keyword, const std::string& v);
   void GetValue(const std::string& Section, const std::string& Keyword,
                 ProfileVariant& DestinationVariable, const ProfileVariant& DefaultValue);
-  std::string GetText(const std::string& Section, const std::string& Keyword, const std::string& Default);
+  std::string GetText(const std::string& Section, const std::string& Keyword,
+                      const std::string& Default);
   bool GetBoolean(const std::string& Section, const std::string& Keyword, bool Default);
   int16_t GetInteger(const std::string& Section, const std::string& Keyword, int16_t Default);
   int32_t GetLong(const std::string& Section, const std::string& Keyword, int32_t Default);
@@ -41,7 +42,8 @@ class clsIniProfile {
   struct PathParts {
     std::string drive, directory, baseName, extension;
   };
-  std::string ResolveProfilePath(const std::string& name, const std::string& defaultExtension) const;
+  std::string ResolveProfilePath(const std::string& name,
+                                 const std::string& defaultExtension) const;
   static PathParts SplitProfilePath(const std::string& path);
   static bool ParseProfileBoolean(const std::string& text);
 

@@ -35,8 +35,8 @@ std::string FileDateText(const std::string& path) {
   std::tm local{};
   std::time_t t = st.st_mtime;
   ::localtime_r(&t, &local);
-  double date = OleDateFromParts(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
-                                 local.tm_min, local.tm_sec);
+  double date = OleDateFromParts(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                                 local.tm_hour, local.tm_min, local.tm_sec);
   return VbFormatDate(date, "yyyy-MM-dd HH:mm:ss");
 }
 }  // namespace
@@ -86,8 +86,8 @@ MainOutcome modMain::Main(const std::string& commandLine, const MainHooks& hooks
                  ", 0x" + hex + "]");
     auto f = [](bool flag) { return std::string(1, BoolText(flag)[0]); };
     log.WriteLog("TavKeloASM-Log-ClsCal:" + f(log.ClsCal()) + " ComErr:" + f(log.ComErr()) +
-                 " MisCmd:" + f(log.MisCmd()) + " DynTst:" + f(log.DynTst()) + " RawCom:" +
-                 f(log.RawCom()) + " GetVar:" + f(log.GetVar()));
+                 " MisCmd:" + f(log.MisCmd()) + " DynTst:" + f(log.DynTst()) +
+                 " RawCom:" + f(log.RawCom()) + " GetVar:" + f(log.GetVar()));
     log.WriteLog("TavKeloASM-Me:'" + host_.ProgramFilePath + "'");
     log.WriteLog("              (" + host_.ProgramFileDate + ")");
     log.WriteLog("TavKeloASM-Log:'" + log.LogFileName() + "'");

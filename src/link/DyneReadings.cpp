@@ -42,8 +42,10 @@ void DyneReadings::ScaleConvertData(bool toClient) {
       if (towardsClient) {
         slot.clientValue = ToClientUnits(slot.variable, slot.controllerValue, s.TorqueSpeedFactor);
       } else {
-        slot.controllerValue = ToControllerUnits(slot.variable, slot.clientValue, s.TorqueSpeedFactor);
-        slot.controllerValue = ShiftNegativeForController(slot.variable, slot.controllerValue, &code);
+        slot.controllerValue =
+            ToControllerUnits(slot.variable, slot.clientValue, s.TorqueSpeedFactor);
+        slot.controllerValue =
+            ShiftNegativeForController(slot.variable, slot.controllerValue, &code);
       }
       if (slot.variable != var::DSR_VEHWEIGHT) slot.controllerUnit = conv.controllerUnit;
       slot.clientUnit = conv.clientUnit;
@@ -71,7 +73,8 @@ void DyneReadings::CopyStatusBits() {
       s.OverTempLatched = true;
       s.OverTempStartTick = now;
     }
-    if (TickDiff(now, s.OverTempStartTick) <= 5000) s.StatusBitsCopy[status::OverTemperature] = false;
+    if (TickDiff(now, s.OverTempStartTick) <= 5000)
+      s.StatusBitsCopy[status::OverTemperature] = false;
   } else {
     s.OverTempLatched = false;
   }
@@ -81,10 +84,18 @@ void DyneReadings::StoreVariable(uint8_t variable, float v, float raw) {
   ReadingsStore& s = ctx_.store;
   const float k = s.TorqueSpeedFactor;
   switch (variable) {
-    case var::VERSION: s.DyneVersion = v; break;
-    case var::ROLLDIAMETER: s.RollDiameter = v; break;
-    case var::BASEINERTIA: s.BaseInertia = v; break;
-    case var::TORQUE_REG_RELEASE: s.TorqueRegRelease = VbCInt(raw); break;
+    case var::VERSION:
+      s.DyneVersion = v;
+      break;
+    case var::ROLLDIAMETER:
+      s.RollDiameter = v;
+      break;
+    case var::BASEINERTIA:
+      s.BaseInertia = v;
+      break;
+    case var::TORQUE_REG_RELEASE:
+      s.TorqueRegRelease = VbCInt(raw);
+      break;
     case var::PARASITIC_LOSSES_A:
       s.ParasiticLossA = v;
       s.ParasiticCoefK = v / 74.57f * k / 50.0f;
@@ -97,9 +108,15 @@ void DyneReadings::StoreVariable(uint8_t variable, float v, float raw) {
       s.ParasiticLossC = v;
       s.ParasiticCoefB = v / 74.57f * k / 125000.0f;
       break;
-    case var::AMPLIFICATION_SCALE1: s.AmplificationScale1 = v; break;
-    case var::AMPLIFICATION_SCALE2: s.AmplificationScale2 = v; break;
-    case var::CAL_WEIGHT: s.CalWeight = v; break;
+    case var::AMPLIFICATION_SCALE1:
+      s.AmplificationScale1 = v;
+      break;
+    case var::AMPLIFICATION_SCALE2:
+      s.AmplificationScale2 = v;
+      break;
+    case var::CAL_WEIGHT:
+      s.CalWeight = v;
+      break;
     case var::LOSSES_15MPH:
       s.Losses15Mph = v;
       s.Losses15MphHP = v / 74.57f;
@@ -108,18 +125,42 @@ void DyneReadings::StoreVariable(uint8_t variable, float v, float raw) {
       s.Losses25Mph = v;
       s.Losses25MphHP = v / 74.57f;
       break;
-    case var::SPEEDTARGET: s.SpeedTarget = v; break;
-    case var::TORQUETARGET: s.TorqueTarget = v; break;
-    case var::DSR_VEHWEIGHT: s.DsrVehicleWeight = v; break;
-    case var::DSR_C: s.DsrC = v; break;
-    case var::DSR_B: s.DsrB = v; break;
-    case var::DSR_A: s.DsrA = v; break;
-    case var::SPEED: StoreSpeed(v); break;
-    case var::ACCELERATION: s.DyneAcceleration = v; break;
-    case var::POWER: s.DynePower = v; break;
-    case var::GTRL_A: s.GtrlA = v; break;
-    case var::GTRL_B: s.GtrlB = v; break;
-    case var::GTRL_C: s.GtrlC = v; break;
+    case var::SPEEDTARGET:
+      s.SpeedTarget = v;
+      break;
+    case var::TORQUETARGET:
+      s.TorqueTarget = v;
+      break;
+    case var::DSR_VEHWEIGHT:
+      s.DsrVehicleWeight = v;
+      break;
+    case var::DSR_C:
+      s.DsrC = v;
+      break;
+    case var::DSR_B:
+      s.DsrB = v;
+      break;
+    case var::DSR_A:
+      s.DsrA = v;
+      break;
+    case var::SPEED:
+      StoreSpeed(v);
+      break;
+    case var::ACCELERATION:
+      s.DyneAcceleration = v;
+      break;
+    case var::POWER:
+      s.DynePower = v;
+      break;
+    case var::GTRL_A:
+      s.GtrlA = v;
+      break;
+    case var::GTRL_B:
+      s.GtrlB = v;
+      break;
+    case var::GTRL_C:
+      s.GtrlC = v;
+      break;
     case var::RIGHTWEIGHT:
       s.RightWeight = v;
       s.TotalWeight = s.RightWeight + s.LeftWeight;
@@ -128,18 +169,41 @@ void DyneReadings::StoreVariable(uint8_t variable, float v, float raw) {
       s.LeftWeight = v;
       s.TotalWeight = s.RightWeight + s.LeftWeight;
       break;
-    case var::ISE: s.DyneIse = v; break;
-    case var::FORCETEMP: s.ForceTemp = v; break;
-    case var::BEARINGTEMP: s.BearingTemp = v; break;
-    case var::DISTANCE: s.DyneDistance = v; break;
-    case var::STOPWATCH1: s.StopWatch1 = v; break;
-    case var::STOPWATCH2: s.StopWatch2 = v; break;
-    case var::ASMPWRTARGET: s.AsmPowerTarget = v; break;
-    case var::ASMGTRL: s.AsmGtrl = v; break;
-    case var::ASMSPEED: s.AsmSpeed = v; break;
-    case var::TORQUE: s.DyneTorque = v; break;
-    case var::MEASURING_DIRECTION: s.MeasuringDirection = VbCInt(raw); break;
-    default: break;
+    case var::ISE:
+      s.DyneIse = v;
+      break;
+    case var::FORCETEMP:
+      s.ForceTemp = v;
+      break;
+    case var::BEARINGTEMP:
+      s.BearingTemp = v;
+      break;
+    case var::DISTANCE:
+      s.DyneDistance = v;
+      break;
+    case var::STOPWATCH1:
+      s.StopWatch1 = v;
+      break;
+    case var::STOPWATCH2:
+      s.StopWatch2 = v;
+      break;
+    case var::ASMPWRTARGET:
+      s.AsmPowerTarget = v;
+      break;
+    case var::ASMGTRL:
+      s.AsmGtrl = v;
+      break;
+    case var::ASMSPEED:
+      s.AsmSpeed = v;
+      break;
+    case var::TORQUE:
+      s.DyneTorque = v;
+      break;
+    case var::MEASURING_DIRECTION:
+      s.MeasuringDirection = VbCInt(raw);
+      break;
+    default:
+      break;
   }
 }
 

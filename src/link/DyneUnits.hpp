@@ -25,7 +25,8 @@ float ToControllerUnits(uint8_t variable, float clientValue, float rollFactor);
 // The unsigned shift of a negative value on its way to the controller: +65536 for the
 // calibration words, +878.85 for the live values and targets, none for the rest. Returns the
 // shift code ("201_", "202_", "203_") in `code` when given.
-float ShiftNegativeForController(uint8_t variable, float controllerValue, const char** code = nullptr);
+float ShiftNegativeForController(uint8_t variable, float controllerValue,
+                                 const char** code = nullptr);
 
 struct DyneValueFormat {
   std::string format;  // number format of the controller value

@@ -31,7 +31,9 @@ struct LinkCounters {
   int32_t commEvents = 0;
 };
 
-inline void BumpCounter(int32_t& counter) { counter = counter + 1 > 999999 ? 0 : counter + 1; }
+inline void BumpCounter(int32_t& counter) {
+  counter = counter + 1 > 999999 ? 0 : counter + 1;
+}
 
 struct ReadingsStore {
   std::array<RequestSlot, 5> slots{};

@@ -10,15 +10,32 @@ namespace tavkelo {
 std::string CommEventName(int16_t code) {
   const char* name = "?";
   switch (code) {
-    case 2: name = "EvReceive"; break;
-    case 1: name = "EvSend"; break;
-    case 1004: name = "EventFrame"; break;
-    case 1006: name = "EventOverrun"; break;
-    case 1008: name = "EventExOver"; break;
-    case 1009: name = "EventRxParity"; break;
-    case 1010: name = "EventTxFull"; break;
-    case 1011: name = "EventDCB"; break;
-    default: break;
+    case 2:
+      name = "EvReceive";
+      break;
+    case 1:
+      name = "EvSend";
+      break;
+    case 1004:
+      name = "EventFrame";
+      break;
+    case 1006:
+      name = "EventOverrun";
+      break;
+    case 1008:
+      name = "EventExOver";
+      break;
+    case 1009:
+      name = "EventRxParity";
+      break;
+    case 1010:
+      name = "EventTxFull";
+      break;
+    case 1011:
+      name = "EventDCB";
+      break;
+    default:
+      break;
   }
   char hex[8];
   std::snprintf(hex, sizeof hex, "%04X", static_cast<unsigned>(static_cast<uint16_t>(code)));
@@ -78,8 +95,8 @@ void frmComm::KeloComm_OnComm(int16_t event) {
       int32_t& count = ctx_.store.counters.commEvents;
       BumpCounter(count);
       if (ctx_.log.ComErr()) {
-        ctx_.log.WriteLog("KeloComm_OnComm-Com_Error:" + CommEventName(event) + "  Cnt:" +
-                          VbFormat(static_cast<int>(count), "##0"));
+        ctx_.log.WriteLog("KeloComm_OnComm-Com_Error:" + CommEventName(event) +
+                          "  Cnt:" + VbFormat(static_cast<int>(count), "##0"));
       }
       break;
     }

@@ -16,7 +16,9 @@ FdSerialChannel::FdSerialChannel(EventLoop& loop) : loop_(loop) {}
 FdSerialChannel::FdSerialChannel(EventLoop& loop, int fd, std::string name)
     : loop_(loop), name_(std::move(name)), adoptedFd_(fd) {}
 
-FdSerialChannel::~FdSerialChannel() { Close(); }
+FdSerialChannel::~FdSerialChannel() {
+  Close();
+}
 
 bool FdSerialChannel::SetSettings(const std::string& settings) {
   settings_ = settings;
@@ -114,7 +116,8 @@ void FdSerialChannel::FlushPending() {
 }
 
 void FdSerialChannel::UpdateWatch() {
-  if (fd_ >= 0) loop_.SetFdEvents(watch_, static_cast<short>(POLLIN | (out_.empty() ? 0 : POLLOUT)));
+  if (fd_ >= 0)
+    loop_.SetFdEvents(watch_, static_cast<short>(POLLIN | (out_.empty() ? 0 : POLLOUT)));
 }
 
 void FdSerialChannel::ReadAvailable() {

@@ -107,7 +107,8 @@ namespace {
 // end receives its events; an older one going away leaves the newer one's handler in place.
 class ForwardingPort final : public SerialChannel {
  public:
-  explicit ForwardingPort(SerialChannel& target) : target_(target), token_(std::make_shared<int>(0)) {
+  explicit ForwardingPort(SerialChannel& target)
+      : target_(target), token_(std::make_shared<int>(0)) {
     std::weak_ptr<int> alive = token_;
     target_.SetOnComm([this, alive](int16_t event) {
       if (!alive.expired()) RaiseComm(event);
@@ -143,12 +144,22 @@ InProcessLine::InProcessLine(EventLoop& loop, int baudRate)
 
 InProcessLine::~InProcessLine() = default;
 
-SerialChannel& InProcessLine::HostEnd() { return *host_; }
-SerialChannel& InProcessLine::DeviceEnd() { return *device_; }
+SerialChannel& InProcessLine::HostEnd() {
+  return *host_;
+}
+SerialChannel& InProcessLine::DeviceEnd() {
+  return *device_;
+}
 
-std::unique_ptr<SerialChannel> InProcessLine::HostPort() { return std::make_unique<ForwardingPort>(*host_); }
+std::unique_ptr<SerialChannel> InProcessLine::HostPort() {
+  return std::make_unique<ForwardingPort>(*host_);
+}
 
-uint64_t InProcessLine::BytesToDevice() const { return host_->Sent(); }
-uint64_t InProcessLine::BytesToHost() const { return device_->Sent(); }
+uint64_t InProcessLine::BytesToDevice() const {
+  return host_->Sent();
+}
+uint64_t InProcessLine::BytesToHost() const {
+  return device_->Sent();
+}
 
 }  // namespace tavkelo

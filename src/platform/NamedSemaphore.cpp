@@ -9,18 +9,25 @@
 namespace tavkelo {
 
 namespace {
-std::string PosixName(const std::string& name) { return name.empty() || name[0] != '/' ? "/" + name : name; }
-sem_t* Sem(void* handle) { return static_cast<sem_t*>(handle); }
+std::string PosixName(const std::string& name) {
+  return name.empty() || name[0] != '/' ? "/" + name : name;
+}
+sem_t* Sem(void* handle) {
+  return static_cast<sem_t*>(handle);
+}
 }  // namespace
 
 NamedSemaphore::NamedSemaphore(std::string name, unsigned initial, unsigned maximum)
     : name_(std::move(name)), maximum_(maximum) {
   sem_t* sem = ::sem_open(PosixName(name_).c_str(), O_CREAT, 0600, initial);
-  if (sem == SEM_FAILED) throw std::system_error(errno, std::generic_category(), "sem_open " + name_);
+  if (sem == SEM_FAILED)
+    throw std::system_error(errno, std::generic_category(), "sem_open " + name_);
   handle_ = sem;
 }
 
-NamedSemaphore::~NamedSemaphore() { ::sem_close(Sem(handle_)); }
+NamedSemaphore::~NamedSemaphore() {
+  ::sem_close(Sem(handle_));
+}
 
 bool NamedSemaphore::TryAcquire() {
   for (;;) {
@@ -31,7 +38,8 @@ bool NamedSemaphore::TryAcquire() {
 
 void NamedSemaphore::Acquire() {
   while (::sem_wait(Sem(handle_)) != 0) {
-    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "sem_wait " + name_);
+    if (errno != EINTR)
+      throw std::system_error(errno, std::generic_category(), "sem_wait " + name_);
   }
 }
 
@@ -46,6 +54,8 @@ int NamedSemaphore::Value() const {
   return value;
 }
 
-void NamedSemaphore::Remove(const std::string& name) { ::sem_unlink(PosixName(name).c_str()); }
+void NamedSemaphore::Remove(const std::string& name) {
+  ::sem_unlink(PosixName(name).c_str());
+}
 
 }  // namespace tavkelo

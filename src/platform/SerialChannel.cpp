@@ -4,6 +4,8 @@
 
 namespace tavkelo {
 
-int SettingsBaudRate(const std::string& settings) { return std::atoi(settings.c_str()); }
+int SettingsBaudRate(const std::string& settings) {
+  return std::atoi(settings.c_str());
+}
 
 }  // namespace tavkelo

@@ -59,7 +59,8 @@ class SerialChannel {
   }
   // Called by implementations after bytes were added to the input buffer.
   void NotifyReceived() {
-    if (rThreshold_ > 0 && InBufferCount() >= static_cast<size_t>(rThreshold_)) RaiseComm(comm::EvReceive);
+    if (rThreshold_ > 0 && InBufferCount() >= static_cast<size_t>(rThreshold_))
+      RaiseComm(comm::EvReceive);
   }
   std::string lastError_;
 

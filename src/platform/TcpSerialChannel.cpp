@@ -13,14 +13,16 @@
 
 namespace tavkelo {
 
-bool TcpSerialChannel::ParseAddress(const std::string& address, std::string& host, std::string& port) {
+bool TcpSerialChannel::ParseAddress(const std::string& address, std::string& host,
+                                    std::string& port) {
   std::string rest = address;
   const std::string scheme = "socket://";
   if (rest.rfind(scheme, 0) == 0) rest = rest.substr(scheme.size());
   size_t colon = rest.rfind(':');
   if (colon == std::string::npos || colon == 0 || colon + 1 >= rest.size()) return false;
   host = rest.substr(0, colon);
-  if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']')
+    host = host.substr(1, host.size() - 2);
   port = rest.substr(colon + 1);
   return true;
 }
@@ -58,7 +60,8 @@ int TcpSerialChannel::OpenFd() {
     pollfd p{fd, POLLOUT, 0};
     int error = 0;
     socklen_t len = sizeof error;
-    if (::poll(&p, 1, 3000) != 1 || ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &len) != 0 || error != 0) {
+    if (::poll(&p, 1, 3000) != 1 || ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &len) != 0 ||
+        error != 0) {
       lastError_ = Name() + ": " + (error != 0 ? std::strerror(error) : "connection timed out");
       ::close(fd);
       fd = -1;

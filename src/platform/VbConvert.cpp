@@ -11,7 +11,9 @@ namespace tavkelo {
 
 namespace {
 
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n'; }
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\n';
+}
 
 double RadixValue(std::string_view text, size_t pos, int radix) {
   uint64_t value = 0;
@@ -33,8 +35,10 @@ double RadixValue(std::string_view text, size_t pos, int radix) {
     if (value > 0xFFFFFFFFull) break;
   }
   if (!any) return 0.0;
-  if (value <= 0xFFFFull) return static_cast<double>(static_cast<int16_t>(static_cast<uint16_t>(value)));
-  if (value <= 0xFFFFFFFFull) return static_cast<double>(static_cast<int32_t>(static_cast<uint32_t>(value)));
+  if (value <= 0xFFFFull)
+    return static_cast<double>(static_cast<int16_t>(static_cast<uint16_t>(value)));
+  if (value <= 0xFFFFFFFFull)
+    return static_cast<double>(static_cast<int32_t>(static_cast<uint32_t>(value)));
   return static_cast<double>(value);
 }
 
@@ -116,7 +120,8 @@ std::optional<double> VbNumberText(std::string_view text) {
     char radix = static_cast<char>(std::toupper(static_cast<unsigned char>(t[1])));
     for (size_t i = 2; i < t.size(); ++i) {
       char c = static_cast<char>(std::toupper(static_cast<unsigned char>(t[i])));
-      bool ok = radix == 'H' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : radix == 'O' && c >= '0' && c <= '7';
+      bool ok = radix == 'H' ? std::isxdigit(static_cast<unsigned char>(c)) != 0
+                             : radix == 'O' && c >= '0' && c <= '7';
       if (!ok) return std::nullopt;
     }
     return VbVal(t);

@@ -30,7 +30,9 @@ inline constexpr int kVbErrSubscriptOutOfRange = 9;
 inline constexpr int kVbErrDivisionByZero = 11;
 inline constexpr int kVbErrTypeMismatch = 13;
 
-inline VbRuntimeError VbOverflow() { return VbRuntimeError(kVbErrOverflow, "TavKeloASM", "Overflow"); }
+inline VbRuntimeError VbOverflow() {
+  return VbRuntimeError(kVbErrOverflow, "TavKeloASM", "Overflow");
+}
 inline VbRuntimeError VbRuntimeErrorTypeMismatch() {
   return VbRuntimeError(kVbErrTypeMismatch, "TavKeloASM", "Type mismatch");
 }

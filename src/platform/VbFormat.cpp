@@ -68,7 +68,8 @@ void RoundFixed(const Decimal& d, int places, std::string& intPart, std::string&
     if (intPart.empty() && digits[i] == 0) continue;
     intPart.push_back(static_cast<char>('0' + digits[i]));
   }
-  for (size_t i = fracStart; i < digits.size(); ++i) fracPart.push_back(static_cast<char>('0' + digits[i]));
+  for (size_t i = fracStart; i < digits.size(); ++i)
+    fracPart.push_back(static_cast<char>('0' + digits[i]));
 }
 
 struct Section {
@@ -88,7 +89,8 @@ Section ParseSection(std::string_view text) {
   Section s;
   size_t i = 0;
   auto isPlaceholder = [](char c) { return c == '0' || c == '#'; };
-  while (i < text.size() && !isPlaceholder(text[i]) && text[i] != '.') s.prefix.push_back(text[i++]);
+  while (i < text.size() && !isPlaceholder(text[i]) && text[i] != '.')
+    s.prefix.push_back(text[i++]);
   bool seenZero = false;
   while (i < text.size() && (isPlaceholder(text[i]) || text[i] == ',')) {
     if (text[i] != ',') {
@@ -235,7 +237,9 @@ std::string GeneralText(double value, int significant) {
 
 }  // namespace
 
-std::string VbFormat(double value, std::string_view format) { return FormatNumber(value, 15, format); }
+std::string VbFormat(double value, std::string_view format) {
+  return FormatNumber(value, 15, format);
+}
 
 std::string VbFormat(float value, std::string_view format) {
   return FormatNumber(static_cast<double>(value), 7, format);
@@ -249,8 +253,12 @@ std::string VbFormat(int64_t value, std::string_view format) {
   return FormatNumber(static_cast<double>(value), 17, format);
 }
 
-std::string VbStr(float value) { return GeneralText(static_cast<double>(value), 7); }
-std::string VbStr(double value) { return GeneralText(value, 15); }
+std::string VbStr(float value) {
+  return GeneralText(static_cast<double>(value), 7);
+}
+std::string VbStr(double value) {
+  return GeneralText(value, 15);
+}
 
 std::string VbHex(int64_t value) {
   char buf[24];

@@ -30,10 +30,13 @@ std::string VbFormatDate(double oleDate, std::string_view format);
 std::string VbStr(float value);
 std::string VbStr(double value);
 
-// Upper-case hexadecimal of a 32-bit value, as Hex$ writes it (negative values in two's complement).
+// Upper-case hexadecimal of a 32-bit value, as Hex$ writes it (negative values in two's
+// complement).
 std::string VbHex(int64_t value);
 
 // "True" or "False".
-inline const char* BoolText(bool value) { return value ? "True" : "False"; }
+inline const char* BoolText(bool value) {
+  return value ? "True" : "False";
+}
 
 }  // namespace tavkelo

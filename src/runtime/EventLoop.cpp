@@ -127,7 +127,9 @@ void EventLoop::SetFdEvents(int watchId, short events) {
   if (it != fdWatches_.end()) it->second.events = events;
 }
 
-void EventLoop::UnwatchFd(int watchId) { fdWatches_.erase(watchId); }
+void EventLoop::UnwatchFd(int watchId) {
+  fdWatches_.erase(watchId);
+}
 
 void EventLoop::DispatchFdResult(int watchId, short revents) {
   auto it = fdWatches_.find(watchId);
@@ -155,9 +157,13 @@ bool EventLoop::PumpUntil(const std::function<bool()>& pred, int64_t timeoutMs) 
   }
 }
 
-void EventLoop::PumpFor(uint32_t ms) { PumpUntil(nullptr, ms); }
+void EventLoop::PumpFor(uint32_t ms) {
+  PumpUntil(nullptr, ms);
+}
 
-void EventLoop::Sleep(uint32_t ms) { BlockFor(ms); }
+void EventLoop::Sleep(uint32_t ms) {
+  BlockFor(ms);
+}
 
 void EventLoop::Run() {
   stop_ = false;

@@ -5,7 +5,9 @@ namespace tavkelo {
 LoopTimer::LoopTimer(EventLoop& loop, std::function<void()> onTick)
     : loop_(loop), onTick_(std::move(onTick)) {}
 
-LoopTimer::~LoopTimer() { Disarm(); }
+LoopTimer::~LoopTimer() {
+  Disarm();
+}
 
 void LoopTimer::SetInterval(uint32_t ms) {
   interval_ = ms;

@@ -35,7 +35,9 @@ RealTimeLoop::~RealTimeLoop() {
   if (wakeFd_ >= 0) ::close(wakeFd_);
 }
 
-int64_t RealTimeLoop::ClockUs() const { return SteadyUs() - originUs_; }
+int64_t RealTimeLoop::ClockUs() const {
+  return SteadyUs() - originUs_;
+}
 
 double RealTimeLoop::Now() const {
   auto now = std::chrono::system_clock::now();
@@ -57,7 +59,9 @@ void RealTimeLoop::Wake() {
   (void)written;  // a full counter already means "wake up"
 }
 
-void RealTimeLoop::BlockFor(uint32_t ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+void RealTimeLoop::BlockFor(uint32_t ms) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
 
 void RealTimeLoop::WaitForEvents(int64_t deadlineUs) {
   std::vector<pollfd> fds;

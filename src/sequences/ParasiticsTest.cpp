@@ -40,9 +40,9 @@ void ParasiticsTest::Step() {
     if (s.DeviceError()) t.TestAbortRequest = true;
   } else if (!TestAborted) {
     TestAborted = true;
-    // Taken during the run-up (the motor on, its stage-6 "Motor Off" not sent yet): the motor would hold the rolls
-    // above every window and the remaining windows would wait for ever, so it goes off now and the
-    // windows run on the coast as they would after stage 6.
+    // Taken during the run-up (the motor on, its stage-6 "Motor Off" not sent yet): the motor would
+    // hold the rolls above every window and the remaining windows would wait for ever, so it goes
+    // off now and the windows run on the coast as they would after stage 6.
     if (t.TestStage >= 4 && t.TestStage <= 6) SendTestCommand(cmd::MotorOff);
     if (t.TestStage < kAbortStage) t.TestStage = kAbortStage;
   }

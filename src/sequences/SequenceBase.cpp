@@ -21,7 +21,8 @@ void SequenceBase::RunStep(const char* routine, const std::function<void()>& ste
   try {
     step();
   } catch (const std::exception& e) {
-    ctx_.log.LogException(e, std::string(routine) + "[" + std::to_string(ctx_.test.TestStage) + "]", 0);
+    ctx_.log.LogException(e, std::string(routine) + "[" + std::to_string(ctx_.test.TestStage) + "]",
+                          0);
   }
 }
 

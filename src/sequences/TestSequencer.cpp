@@ -82,7 +82,8 @@ void TestSequencer::RunTestStep(int16_t curTest) {
     default:
       // StartTest does not check the index. A test the server has no sequence for ends at its
       // first step as aborted, instead of holding every later start and the disconnect off.
-      if (ctx_.log.DynTst()) ctx_.log.WriteLog("**** Unknown Test Index[" + std::to_string(curTest) + "] Aborted ****");
+      if (ctx_.log.DynTst())
+        ctx_.log.WriteLog("**** Unknown Test Index[" + std::to_string(curTest) + "] Aborted ****");
       ctx_.test.LastTestCompletionStatus = ltcs::Aborted;
       ctx_.test.CurTest = test::None;
       break;

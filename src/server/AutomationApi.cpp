@@ -12,7 +12,9 @@ namespace tavkelo {
 
 namespace {
 
-std::string TypeText(const ParamInfo& p) { return AutoTypeName(p.type); }
+std::string TypeText(const ParamInfo& p) {
+  return AutoTypeName(p.type);
+}
 
 [[noreturn]] void Bad(const ParamInfo& p, const std::string& why) {
   throw ApiError(400, "argument " + p.name + " (" + TypeText(p) + "): " + why);
@@ -30,14 +32,21 @@ int64_t WholeNumber(const nlohmann::json& v, const ParamInfo& p, int64_t lo, int
 
 AutoValue ZeroOf(const ParamInfo& p) {
   switch (p.type.type) {
-    case AutoType::Boolean: return false;
-    case AutoType::Byte: return uint8_t{0};
-    case AutoType::Integer: return int16_t{0};
+    case AutoType::Boolean:
+      return false;
+    case AutoType::Byte:
+      return uint8_t{0};
+    case AutoType::Integer:
+      return int16_t{0};
     case AutoType::Long:
-    case AutoType::Enum: return int32_t{0};
-    case AutoType::Single: return 0.0f;
-    case AutoType::String: return std::string();
-    case AutoType::Void: return AutoValue();
+    case AutoType::Enum:
+      return int32_t{0};
+    case AutoType::Single:
+      return 0.0f;
+    case AutoType::String:
+      return std::string();
+    case AutoType::Void:
+      return AutoValue();
   }
   return AutoValue();
 }
@@ -49,8 +58,10 @@ AutoValue ArgumentFromJson(const nlohmann::json& v, const ParamInfo& p) {
     case AutoType::Boolean:
       if (!v.is_boolean()) Bad(p, "expected true or false, got " + v.dump());
       return v.get<bool>();
-    case AutoType::Byte: return static_cast<uint8_t>(WholeNumber(v, p, 0, 255));
-    case AutoType::Integer: return static_cast<int16_t>(WholeNumber(v, p, -32768, 32767));
+    case AutoType::Byte:
+      return static_cast<uint8_t>(WholeNumber(v, p, 0, 255));
+    case AutoType::Integer:
+      return static_cast<int16_t>(WholeNumber(v, p, -32768, 32767));
     case AutoType::Long:
     case AutoType::Enum:
       return static_cast<int32_t>(WholeNumber(v, p, std::numeric_limits<int32_t>::min(),
@@ -66,7 +77,8 @@ AutoValue ArgumentFromJson(const nlohmann::json& v, const ParamInfo& p) {
     case AutoType::String:
       if (!v.is_string()) Bad(p, "expected a string, got " + std::string(v.type_name()));
       return v.get<std::string>();
-    case AutoType::Void: break;
+    case AutoType::Void:
+      break;
   }
   Bad(p, "has no type");
 }
@@ -99,8 +111,10 @@ std::vector<AutoValue> ArgumentsFromJson(const MemberInfo& m, const nlohmann::js
       if (!params[i].byRef) required = i + 1;
     }
     if (args.size() < required || args.size() > params.size()) {
-      throw ApiError(400, m.name + " takes " + (required == params.size() ? "" : std::to_string(required) + " to ") +
-                              std::to_string(params.size()) + " arguments, got " + std::to_string(args.size()));
+      throw ApiError(400, m.name + " takes " +
+                              (required == params.size() ? "" : std::to_string(required) + " to ") +
+                              std::to_string(params.size()) + " arguments, got " +
+                              std::to_string(args.size()));
     }
     for (size_t i = 0; i < params.size(); ++i) {
       out.push_back(i < args.size() ? ArgumentFromJson(args[i], params[i]) : ZeroOf(params[i]));
@@ -127,7 +141,8 @@ std::vector<AutoValue> ArgumentsFromJson(const MemberInfo& m, const nlohmann::js
   throw ApiError(400, "\"args\" must be an array or an object");
 }
 
-nlohmann::json CallResultJson(const MemberInfo& m, const AutoValue& result, const std::vector<AutoValue>& args) {
+nlohmann::json CallResultJson(const MemberInfo& m, const AutoValue& result,
+                              const std::vector<AutoValue>& args) {
   nlohmann::json byRef = nlohmann::json::object();
   for (size_t i = 0; i < m.params.size() && i < args.size(); ++i) {
     if (m.params[i].byRef) byRef[m.params[i].name] = ValueToJson(args[i]);
@@ -154,10 +169,13 @@ nlohmann::json TypeLibraryJson() {
   nlohmann::json enums = nlohmann::json::array();
   for (const EnumerationInfo& e : Enumerations()) {
     nlohmann::json values = nlohmann::json::array();
-    for (const auto& [name, value] : e.members) values.push_back({{"name", name}, {"value", value}});
+    for (const auto& [name, value] : e.members)
+      values.push_back({{"name", name}, {"value", value}});
     enums.push_back({{"name", e.name}, {"members", values}});
   }
-  return {{"class", kPublishedClass}, {"interface", kPublishedInterface}, {"members", members},
+  return {{"class", kPublishedClass},
+          {"interface", kPublishedInterface},
+          {"members", members},
           {"enumerations", enums}};
 }
 

@@ -50,7 +50,8 @@ nlohmann::json ValueToJson(const AutoValue& value);
 // By-reference parameters may be left out; they start at zero.
 std::vector<AutoValue> ArgumentsFromJson(const MemberInfo& member, const nlohmann::json& args);
 // {"result": ..., "byRef": {"Name": value, ...}}.
-nlohmann::json CallResultJson(const MemberInfo& member, const AutoValue& result, const std::vector<AutoValue>& args);
+nlohmann::json CallResultJson(const MemberInfo& member, const AutoValue& result,
+                              const std::vector<AutoValue>& args);
 // Every member with its kind, parameters and result type, and every enumeration. Fails (at the
 // server's start-up) when the binding does not cover exactly the described members.
 nlohmann::json TypeLibraryJson();

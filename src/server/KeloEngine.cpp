@@ -6,6 +6,8 @@ KeloEngine::KeloEngine(HostContext& host) : ctx_(host), tests_(ctx_), calibratio
 
 KeloEngine::~KeloEngine() = default;
 
-MainHooks KeloEngine::StartupHooks() { return TestSequencer::StartupHooks(ctx_); }
+MainHooks KeloEngine::StartupHooks() {
+  return TestSequencer::StartupHooks(ctx_);
+}
 
 }  // namespace tavkelo

@@ -72,7 +72,8 @@ std::vector<std::unique_ptr<clsKeloInterface>> ObjectRegistry::TakeExpired() {
   uint32_t now = ctx_.loop.TickCount();
   for (auto it = objects_.begin(); it != objects_.end();) {
     uint32_t idleMs = now - it->second.renewedTick;
-    if (it->second.callsUnderWay == 0 && idleMs > static_cast<uint32_t>(it->second.leaseSeconds) * 1000u) {
+    if (it->second.callsUnderWay == 0 &&
+        idleMs > static_cast<uint32_t>(it->second.leaseSeconds) * 1000u) {
       expired.push_back(std::move(it->second.object));
       it = objects_.erase(it);
     } else {

@@ -42,7 +42,9 @@ bool PortMap::AddMapping(const std::string& mapping, std::string& error) {
   return true;
 }
 
-void PortMap::Map(int16_t port, std::string device) { mappings_[port] = std::move(device); }
+void PortMap::Map(int16_t port, std::string device) {
+  mappings_[port] = std::move(device);
+}
 
 std::string PortMap::DeviceFor(int16_t port) const {
   auto it = mappings_.find(port);
@@ -56,7 +58,9 @@ std::string PortMap::Describe(int16_t port) const {
   return device == "sim" ? "simulated controller" : device;
 }
 
-bool PortMap::Simulated(int16_t port) const { return port >= 1 && DeviceFor(port) == "sim"; }
+bool PortMap::Simulated(int16_t port) const {
+  return port >= 1 && DeviceFor(port) == "sim";
+}
 
 bool PortMap::AnySimulated() const {
   if (simulateUnmapped_) return true;

@@ -13,20 +13,24 @@ namespace tavkelo {
 
 namespace {
 // A Single as the number its 7 significant digits show, not the double's tail of noise.
-double S(float value) { return std::strtod(VbStr(value).c_str(), nullptr); }
+double S(float value) {
+  return std::strtod(VbStr(value).c_str(), nullptr);
+}
 }  // namespace
 
 const char* StatusBitName(int bit) {
-  static const char* kNames[16] = {"Lifts up",     "Lifts down",       "Bit 2",       "Bit 3",
-                                   "Bit 4",        "Bit 5",            "Device error 6", "Device error 7",
-                                   "Motor fault",  "Bit 9",            "Bit 10",      "Restraints in",
-                                   "Device error 12", "Over-temperature", "Bit 14",   "Motor on"};
+  static const char* kNames[16] = {
+      "Lifts up",        "Lifts down",       "Bit 2",       "Bit 3",   "Bit 4",  "Bit 5",
+      "Device error 6",  "Device error 7",   "Motor fault", "Bit 9",   "Bit 10", "Restraints in",
+      "Device error 12", "Over-temperature", "Bit 14",      "Motor on"};
   return bit >= 0 && bit < 16 ? kNames[bit] : "?";
 }
 
-ReadingsFeed::ReadingsFeed(KeloContext& ctx, PortMap* ports) : ctx_(ctx), ports_(ports), idleTimer_(ctx.loop) {
+ReadingsFeed::ReadingsFeed(KeloContext& ctx, PortMap* ports)
+    : ctx_(ctx), ports_(ports), idleTimer_(ctx.loop) {
   ctx_.onPollCycle = [this] { Publish(); };
-  // While no poll cycle completes (disconnected, suspended), the dashboard still hears once a second.
+  // While no poll cycle completes (disconnected, suspended), the dashboard still hears once a
+  // second.
   idleTimer_.SetHandler([this] {
     if (ctx_.loop.NowUs() - lastPublishUs_ >= 900'000) Publish();
   });
@@ -45,12 +49,14 @@ nlohmann::json ReadingsFeed::Snapshot() const {
   const SharedTestState& t = ctx_.test;
   nlohmann::json bits = nlohmann::json::array();
   for (int k = 0; k < 16; ++k) {
-    bits.push_back({{"bit", k}, {"name", StatusBitName(k)}, {"on", s.StatusBitsCopy[static_cast<size_t>(k)]}});
+    bits.push_back(
+        {{"bit", k}, {"name", StatusBitName(k)}, {"on", s.StatusBitsCopy[static_cast<size_t>(k)]}});
   }
   const LinkCounters& c = s.counters;
   float parasitics = 0.0f;
   try {
-    parasitics = modMath::evalcurve(s.ParasiticCoefK, s.ParasiticCoefA, s.ParasiticCoefB, s.DyneSpeed);
+    parasitics =
+        modMath::evalcurve(s.ParasiticCoefK, s.ParasiticCoefA, s.ParasiticCoefB, s.DyneSpeed);
   } catch (...) {
   }
   double sinceUpdate =

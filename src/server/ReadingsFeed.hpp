@@ -26,7 +26,9 @@ class ReadingsFeed {
   // Builds the snapshot now (loop thread).
   nlohmann::json Snapshot() const;
   // Adds fields of other parts (the open calibration form) to every snapshot (loop thread).
-  void SetDecorator(std::function<void(nlohmann::json&)> decorate) { decorate_ = std::move(decorate); }
+  void SetDecorator(std::function<void(nlohmann::json&)> decorate) {
+    decorate_ = std::move(decorate);
+  }
   // Publishes a fresh snapshot to the streams (loop thread).
   void Publish();
 

@@ -41,8 +41,9 @@ int PerformRegistration(const std::string& registrationSwitch, const std::string
       << "Restart=on-failure\n\n"
       << "[Install]\n"
       << "WantedBy=default.target\n";
-  std::printf("TavKeloASM: installed %s (enable it with: systemctl --user enable --now TavKeloASM)\n",
-              unit.c_str());
+  std::printf(
+      "TavKeloASM: installed %s (enable it with: systemctl --user enable --now TavKeloASM)\n",
+      unit.c_str());
   return out ? 0 : 1;
 }
 

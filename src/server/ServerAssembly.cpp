@@ -20,7 +20,8 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
     case MainOutcome::LockUnavailable: {
       const SingleInstanceLock& lock = *entry_->InstanceLock();
       outcome_ = Outcome::LockUnavailable;
-      error_ = "cannot take the one-instance lock " + lock.Path() + ": " + std::strerror(lock.Error());
+      error_ =
+          "cannot take the one-instance lock " + lock.Path() + ": " + std::strerror(lock.Error());
       return;
     }
     case MainOutcome::RegistrationSwitch:

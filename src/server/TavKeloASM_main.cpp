@@ -30,7 +30,8 @@ bool SplitListen(const std::string& listen, std::string& host, int& port) {
   size_t colon = listen.rfind(':');
   if (colon == std::string::npos || colon == 0) return false;
   host = listen.substr(0, colon);
-  if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']')
+    host = host.substr(1, host.size() - 2);
   try {
     port = std::stoi(listen.substr(colon + 1));
   } catch (const std::exception&) {
@@ -54,17 +55,19 @@ int main(int argc, char** argv) {
   if (std::string sw = FindRegistrationSwitch(commandLine); !sw.empty()) {
     for (int i = 1; i < argc; ++i) {
       std::string arg = argv[i];
-      if (FindRegistrationSwitch(arg).empty()) otherArguments += (otherArguments.empty() ? "" : " ") + arg;
+      if (FindRegistrationSwitch(arg).empty())
+        otherArguments += (otherArguments.empty() ? "" : " ") + arg;
     }
     return PerformRegistration(sw, exePath, otherArguments);
   }
 
   const std::string version =
       MakeProgramVersionText(kProgramVersionMajor, kProgramVersionMinor, kProgramVersionRevision);
-  CLI::App app{"TavKeloASM " + version +
-               ": the automation server for the Kelo chassis dynamometer.\n"
-               "Clients create clsKeloInterface objects through the remote automation API over HTTP;\n"
-               "the dashboard and the calibration wizards are at the address it prints."};
+  CLI::App app{
+      "TavKeloASM " + version +
+      ": the automation server for the Kelo chassis dynamometer.\n"
+      "Clients create clsKeloInterface objects through the remote automation API over HTTP;\n"
+      "the dashboard and the calibration wizards are at the address it prints."};
   HostOptions hostOptions;
   hostOptions.programFilePath = exePath;
   bool simulate = false;
@@ -76,30 +79,38 @@ int main(int argc, char** argv) {
   std::string instance;
   uint32_t simSeed = 1;
   app.add_flag("--simulate", simulate,
-               "Serve every port without a --port mapping with an in-process simulated controller, and connect "
+               "Serve every port without a --port mapping with an in-process simulated controller, "
+               "and connect "
                "the dashboard's console to port 1");
   app.add_option("--port", portMappings,
-                 "Map a port number to a device: N=/dev/ttyUSB0, N=socket://host:port or N=sim (repeatable). "
+                 "Map a port number to a device: N=/dev/ttyUSB0, N=socket://host:port or N=sim "
+                 "(repeatable). "
                  "Unmapped port N is /dev/ttyS{N-1}")
       ->type_name("N=DEVICE");
   app.add_option("--listen", listen, "Address and port of the HTTP API and the web pages")
       ->type_name("ADDR:PORT")
       ->capture_default_str();
-  app.add_option("--ini", hostOptions.iniPath, "INI file to use instead of TavKeloASM.INI beside the executable");
+  app.add_option("--ini", hostOptions.iniPath,
+                 "INI file to use instead of TavKeloASM.INI beside the executable");
   app.add_option("--web", webDir, "Folder of the dashboard's pages")->capture_default_str();
   app.add_option("--lease", leaseSeconds, "Default lease of a client's object, in seconds")
       ->check(CLI::Range(1, 3600))
       ->capture_default_str();
-  app.add_option("--connect", connectPort,
-                 "Connect the dashboard's console to this port at start (default: 1 with --simulate)")
+  app.add_option(
+         "--connect", connectPort,
+         "Connect the dashboard's console to this port at start (default: 1 with --simulate)")
       ->check(CLI::Range(1, 255));
-  app.add_option("--sim-seed", simSeed, "Seed of the simulated controllers' noise and faults")->capture_default_str();
-  app.add_option("--instance", instance,
-                 "Name of a separate server instance (its own one-instance lock and semaphores), for tests");
+  app.add_option("--sim-seed", simSeed, "Seed of the simulated controllers' noise and faults")
+      ->capture_default_str();
+  app.add_option(
+      "--instance", instance,
+      "Name of a separate server instance (its own one-instance lock and semaphores), for tests");
   app.set_version_flag("--version", "TavKeloASM " + version);
   app.footer(
-      "Registration: /REG installs a systemd user unit that starts this server with the other arguments given,\n"
-      "/UNREG removes it; either ends the process. Only one server runs per machine (per --instance).\n"
+      "Registration: /REG installs a systemd user unit that starts this server with the other "
+      "arguments given,\n"
+      "/UNREG removes it; either ends the process. Only one server runs per machine (per "
+      "--instance).\n"
       "Stop with Ctrl-C or SIGTERM: client objects are released and the link is disconnected.");
   CLI11_PARSE(app, argc, argv);
 

@@ -10,37 +10,49 @@ namespace tavkelo {
 
 const char* MachineModeName(MachineMode mode) {
   switch (mode) {
-    case MachineMode::Off: return "off";
-    case MachineMode::Motor: return "motor";
-    case MachineMode::Speed: return "speed regulator";
-    case MachineMode::Torque: return "torque regulator";
-    case MachineMode::Drive: return "drive regulator";
-    case MachineMode::Asm: return "ASM regulator";
-    case MachineMode::VariableLoad: return "variable load regulator";
+    case MachineMode::Off:
+      return "off";
+    case MachineMode::Motor:
+      return "motor";
+    case MachineMode::Speed:
+      return "speed regulator";
+    case MachineMode::Torque:
+      return "torque regulator";
+    case MachineMode::Drive:
+      return "drive regulator";
+    case MachineMode::Asm:
+      return "ASM regulator";
+    case MachineMode::VariableLoad:
+      return "variable load regulator";
   }
   return "?";
 }
-
 
 namespace {
 // The load-cell configuration with the weight of one calibration weight settled: unless given,
 // three of them make exactly the CAL_WEIGHT the controller starts with.
 LoadCell::Config ResolveLoadCell(LoadCell::Config config, const SetupMemory& setup) {
-  if (config.weightLbf <= 0.0) config.weightLbf = setup.Get(var::CAL_WEIGHT) / 10.0 / sim::kNewtonPerLbf / 3.0;
+  if (config.weightLbf <= 0.0)
+    config.weightLbf = setup.Get(var::CAL_WEIGHT) / 10.0 / sim::kNewtonPerLbf / 3.0;
   return config;
 }
 
-const uint8_t kTargetVariables[] = {200, 201, 202, 203, 204, 205, 206, 207, 208, 212,
-                                    213, 214, 228, 229, 230, 234, 235};
+const uint8_t kTargetVariables[] = {200, 201, 202, 203, 204, 205, 206, 207, 208,
+                                    212, 213, 214, 228, 229, 230, 234, 235};
 }  // namespace
 
 int StatusBitOf(DyneFault fault) {
   switch (fault) {
-    case DyneFault::DeviceError6: return status::DeviceErrorA;
-    case DyneFault::DeviceError7: return status::DeviceErrorB;
-    case DyneFault::MotorFault: return status::MotorFault;
-    case DyneFault::DeviceError12: return status::DeviceErrorC;
-    case DyneFault::OverTemperature: return status::OverTemperature;
+    case DyneFault::DeviceError6:
+      return status::DeviceErrorA;
+    case DyneFault::DeviceError7:
+      return status::DeviceErrorB;
+    case DyneFault::MotorFault:
+      return status::MotorFault;
+    case DyneFault::DeviceError12:
+      return status::DeviceErrorC;
+    case DyneFault::OverTemperature:
+      return status::OverTemperature;
   }
   return status::DeviceErrorA;
 }
@@ -81,7 +93,8 @@ void DynePlant::AdvanceTo(int64_t nowUs) {
   }
 }
 
-// ---- commands ------------------------------------------------------------------------------------
+// ---- commands
+// ------------------------------------------------------------------------------------
 
 bool DynePlant::MachineBlocked() const {
   return HasFault(DyneFault::MotorFault) || HasFault(DyneFault::OverTemperature);
@@ -129,30 +142,55 @@ void DynePlant::SetTarget(uint8_t variable, double value) {
 std::optional<double> DynePlant::Live(uint8_t v) {
   const LossCurve calibrated = setup_.CalibratedLoss();
   switch (v) {
-    case var::SPEED: return SpeedMph();
-    case var::ACCELERATION: return AccelerationMps2();
-    case var::POWER: return MachinePowerHp();
-    case var::RIGHTWEIGHT: return DisplayedWeightLb(ScaleSide::Right);
-    case var::LEFTWEIGHT: return DisplayedWeightLb(ScaleSide::Left);
-    case var::TOTALWEIGHT: return DisplayedWeightLb(ScaleSide::Left) + DisplayedWeightLb(ScaleSide::Right);
-    case var::FORCETEMP: return thermal_.ForceTransducerF();
-    case var::BEARINGTEMP: return thermal_.BearingF();
+    case var::SPEED:
+      return SpeedMph();
+    case var::ACCELERATION:
+      return AccelerationMps2();
+    case var::POWER:
+      return MachinePowerHp();
+    case var::RIGHTWEIGHT:
+      return DisplayedWeightLb(ScaleSide::Right);
+    case var::LEFTWEIGHT:
+      return DisplayedWeightLb(ScaleSide::Left);
+    case var::TOTALWEIGHT:
+      return DisplayedWeightLb(ScaleSide::Left) + DisplayedWeightLb(ScaleSide::Right);
+    case var::FORCETEMP:
+      return thermal_.ForceTransducerF();
+    case var::BEARINGTEMP:
+      return thermal_.BearingF();
     // Three-phase 460 V at a power factor of 0.9.
-    case var::LINECURRENT: return std::fabs(MachinePowerHp()) * 745.7 / (std::sqrt(3.0) * 460.0 * 0.9);
-    case var::DISTANCE: return DistanceMiles();
-    case var::STOPWATCH1: return StopWatchSeconds(1);
-    case var::STOPWATCH2: return StopWatchSeconds(2);
-    case var::TORQUE: return loadCell_.SampleLbf();
-    case var::PARASITICS_A_COEFF: return setup_.Get(var::PARASITIC_LOSSES_A) / sim::kLossWordPerHp;
-    case var::PARASITICS_B_COEFF: return setup_.Get(var::PARASITIC_LOSSES_B) / sim::kLossWordPerHp;
-    case var::PARASITICS_C_COEFF: return setup_.Get(var::PARASITIC_LOSSES_C) / sim::kLossWordPerHp;
-    case var::PARASITIC_5015_LOSSES: return std::round(calibrated.PowerHp(15.0) * sim::kLossWordPerHp);
-    case var::PARASITIC_2525_LOSSES: return std::round(calibrated.PowerHp(25.0) * sim::kLossWordPerHp);
+    case var::LINECURRENT:
+      return std::fabs(MachinePowerHp()) * 745.7 / (std::sqrt(3.0) * 460.0 * 0.9);
+    case var::DISTANCE:
+      return DistanceMiles();
+    case var::STOPWATCH1:
+      return StopWatchSeconds(1);
+    case var::STOPWATCH2:
+      return StopWatchSeconds(2);
+    case var::TORQUE:
+      return loadCell_.SampleLbf();
+    case var::PARASITICS_A_COEFF:
+      return setup_.Get(var::PARASITIC_LOSSES_A) / sim::kLossWordPerHp;
+    case var::PARASITICS_B_COEFF:
+      return setup_.Get(var::PARASITIC_LOSSES_B) / sim::kLossWordPerHp;
+    case var::PARASITICS_C_COEFF:
+      return setup_.Get(var::PARASITIC_LOSSES_C) / sim::kLossWordPerHp;
+    case var::PARASITIC_5015_LOSSES:
+      return std::round(calibrated.PowerHp(15.0) * sim::kLossWordPerHp);
+    case var::PARASITIC_2525_LOSSES:
+      return std::round(calibrated.PowerHp(25.0) * sim::kLossWordPerHp);
     // Measurements this controller has but does not fill.
-    case var::SUPPORT_SPEED: case var::ISE: case var::TORQUEMINUS: case var::TORQUEPLUS:
-    case var::NOTASSIGNED: case var::INTERSPEED: case var::STOPWATCH1_INTER: case var::MEASURING_DIRECTION:
+    case var::SUPPORT_SPEED:
+    case var::ISE:
+    case var::TORQUEMINUS:
+    case var::TORQUEPLUS:
+    case var::NOTASSIGNED:
+    case var::INTERSPEED:
+    case var::STOPWATCH1_INTER:
+    case var::MEASURING_DIRECTION:
       return 0.0;
-    default: return std::nullopt;
+    default:
+      return std::nullopt;
   }
 }
 
@@ -167,7 +205,9 @@ void DynePlant::ClearFault(DyneFault fault) {
   faultBits_ = static_cast<uint16_t>(faultBits_ & ~(1u << StatusBitOf(fault)));
 }
 
-bool DynePlant::HasFault(DyneFault fault) const { return (faultBits_ >> StatusBitOf(fault)) & 1u; }
+bool DynePlant::HasFault(DyneFault fault) const {
+  return (faultBits_ >> StatusBitOf(fault)) & 1u;
+}
 
 void DynePlant::DriveVehicleWithForce(double lbf) {
   driverMode_ = DriverMode::Force;
@@ -189,14 +229,25 @@ void DynePlant::StopVehicle() {
 
 // ---- inspection ------------------------------------------------------------------------------
 
-double DynePlant::SpeedMph() const { return sim::FtPerSToMph(rolls_.SpeedFtS()); }
-double DynePlant::AccelerationMps2() const { return rolls_.AccelFtS2() * sim::kMetrePerFt; }
-double DynePlant::MachinePowerHp() const { return machineLbf_ * rolls_.SpeedFtS() / sim::kHpFtLbPerS; }
-double DynePlant::DistanceMiles() const { return rolls_.DistanceFt() / sim::kFeetPerMile; }
-double DynePlant::BaseWeightLb() const { return std::max(setup_.BaseWeightLb(), 100.0); }
+double DynePlant::SpeedMph() const {
+  return sim::FtPerSToMph(rolls_.SpeedFtS());
+}
+double DynePlant::AccelerationMps2() const {
+  return rolls_.AccelFtS2() * sim::kMetrePerFt;
+}
+double DynePlant::MachinePowerHp() const {
+  return machineLbf_ * rolls_.SpeedFtS() / sim::kHpFtLbPerS;
+}
+double DynePlant::DistanceMiles() const {
+  return rolls_.DistanceFt() / sim::kFeetPerMile;
+}
+double DynePlant::BaseWeightLb() const {
+  return std::max(setup_.BaseWeightLb(), 100.0);
+}
 
 double DynePlant::DisplayedWeightLb(ScaleSide side) const {
-  const uint8_t scale = side == ScaleSide::Right ? var::AMPLIFICATION_SCALE1 : var::AMPLIFICATION_SCALE2;
+  const uint8_t scale =
+      side == ScaleSide::Right ? var::AMPLIFICATION_SCALE1 : var::AMPLIFICATION_SCALE2;
   return scales_.DisplayLb(side, setup_.Get(scale));
 }
 
@@ -223,7 +274,8 @@ double DynePlant::EstimatedLossForce(double mph) const {
 
 double DynePlant::SimulatedRoadLoad(double mph) const {
   const double road = Target(var::DSR_A) + mph * (Target(var::DSR_B) + mph * Target(var::DSR_C));
-  const double tyres = Target(var::GTRL_A) + mph * (Target(var::GTRL_B) + mph * Target(var::GTRL_C));
+  const double tyres =
+      Target(var::GTRL_A) + mph * (Target(var::GTRL_B) + mph * Target(var::GTRL_C));
   return road - tyres;
 }
 
@@ -237,9 +289,12 @@ void DynePlant::ConfigureLoops() {
 
 double DynePlant::VehicleForce(double speedFtS) const {
   switch (driverMode_) {
-    case DriverMode::Force: return driverValue_;
-    case DriverMode::Speed: return driverLoop_.Force(sim::MphToFtPerS(driverValue_), speedFtS, 0.0);
-    case DriverMode::None: break;
+    case DriverMode::Force:
+      return driverValue_;
+    case DriverMode::Speed:
+      return driverLoop_.Force(sim::MphToFtPerS(driverValue_), speedFtS, 0.0);
+    case DriverMode::None:
+      break;
   }
   return 0.0;
 }
@@ -248,18 +303,22 @@ double DynePlant::MachineBrakeForce(double speedFtS) const {
   const double mph = sim::FtPerSToMph(speedFtS);
   const double maxBrake = options_.absorberMaxForceLbf;
   switch (mode_) {
-    case MachineMode::Off: return 0.0;
+    case MachineMode::Off:
+      return 0.0;
     case MachineMode::Motor:
-      return -motorLoop_.Force(sim::MphToFtPerS(options_.motorTopSpeedMph), speedFtS, EstimatedLossForce(mph));
+      return -motorLoop_.Force(sim::MphToFtPerS(options_.motorTopSpeedMph), speedFtS,
+                               EstimatedLossForce(mph));
     case MachineMode::Speed:
       return -speedLoop_.Force(sim::MphToFtPerS(std::max(Target(var::SPEEDTARGET), 0.0)), speedFtS,
                                EstimatedLossForce(mph));
     case MachineMode::Torque:
-    case MachineMode::VariableLoad: return std::clamp(Target(var::TORQUETARGET), 0.0, maxBrake);
+    case MachineMode::VariableLoad:
+      return std::clamp(Target(var::TORQUETARGET), 0.0, maxBrake);
     case MachineMode::Asm: {
       // The set power in total: the machine absorbs what its calibrated losses and the tyres'
       // own losses (ASMGTRL) leave over.
-      const double hp = Target(var::ASMPWRTARGET) - Target(var::ASMGTRL) - setup_.CalibratedLoss().PowerHp(mph);
+      const double hp =
+          Target(var::ASMPWRTARGET) - Target(var::ASMGTRL) - setup_.CalibratedLoss().PowerHp(mph);
       const double speed = std::max(speedFtS, sim::MphToFtPerS(options_.lowSpeedTaperMph));
       return std::clamp(std::max(hp, 0.0) * sim::kHpFtLbPerS / speed, 0.0, maxBrake);
     }
@@ -278,7 +337,8 @@ double DynePlant::MachineBrakeForce(double speedFtS) const {
 
 double DynePlant::AccelFtS2(double speedFtS) const {
   const double mph = sim::FtPerSToMph(speedFtS);
-  const double net = VehicleForce(speedFtS) - options_.loss.ForceLbf(mph, options_.lowSpeedTaperMph) -
+  const double net = VehicleForce(speedFtS) -
+                     options_.loss.ForceLbf(mph, options_.lowSpeedTaperMph) -
                      MachineBrakeForce(speedFtS);
   return net / sim::SlugsOf(BaseWeightLb());
 }
@@ -295,16 +355,20 @@ void DynePlant::Step(int64_t dtUs) {
   const double mid = 0.5 * (step.fromFtS + step.toFtS);
   const double midMph = sim::FtPerSToMph(mid);
   if (mode_ == MachineMode::Motor)
-    motorLoop_.Integrate(sim::MphToFtPerS(options_.motorTopSpeedMph), mid, EstimatedLossForce(midMph), dtS);
+    motorLoop_.Integrate(sim::MphToFtPerS(options_.motorTopSpeedMph), mid,
+                         EstimatedLossForce(midMph), dtS);
   if (mode_ == MachineMode::Speed)
-    speedLoop_.Integrate(sim::MphToFtPerS(std::max(Target(var::SPEEDTARGET), 0.0)), mid, EstimatedLossForce(midMph), dtS);
-  if (driverMode_ == DriverMode::Speed) driverLoop_.Integrate(sim::MphToFtPerS(driverValue_), mid, 0.0, dtS);
+    speedLoop_.Integrate(sim::MphToFtPerS(std::max(Target(var::SPEEDTARGET), 0.0)), mid,
+                         EstimatedLossForce(midMph), dtS);
+  if (driverMode_ == DriverMode::Speed)
+    driverLoop_.Integrate(sim::MphToFtPerS(driverValue_), mid, 0.0, dtS);
 
   const double v1 = rolls_.SpeedFtS();
   vehicleLbf_ = VehicleForce(v1);
   if (v1 <= 0.0) {
     // Held at rest: the machine only carries what a vehicle pushes against it.
-    machineLbf_ = mode_ == MachineMode::Off ? 0.0 : std::max(vehicleLbf_ - options_.loss.ForceLbf(0.0), 0.0);
+    machineLbf_ =
+        mode_ == MachineMode::Off ? 0.0 : std::max(vehicleLbf_ - options_.loss.ForceLbf(0.0), 0.0);
   } else {
     machineLbf_ = MachineBrakeForce(v1);
   }
@@ -316,8 +380,10 @@ void DynePlant::Step(int64_t dtUs) {
 
   const double fromMph = sim::FtPerSToMph(step.fromFtS);
   const double toMph = sim::FtPerSToMph(step.toFtS);
-  watches_[0].Observe(t0, fromMph, t1, toMph, Target(var::STOPWATCH1_START_SPEED), Target(var::STOPWATCH1_STOP_SPEED));
-  watches_[1].Observe(t0, fromMph, t1, toMph, Target(var::STOPWATCH2_START_SPEED), Target(var::STOPWATCH2_STOP_SPEED));
+  watches_[0].Observe(t0, fromMph, t1, toMph, Target(var::STOPWATCH1_START_SPEED),
+                      Target(var::STOPWATCH1_STOP_SPEED));
+  watches_[1].Observe(t0, fromMph, t1, toMph, Target(var::STOPWATCH2_START_SPEED),
+                      Target(var::STOPWATCH2_STOP_SPEED));
   if (observer_) observer_(t1, toMph);
 }
 

@@ -77,7 +77,9 @@ class DynePlant {
   // ---- operator surface ------------------------------------------------------------------------
   void ConnectCalibrationDevice(bool connected) { loadCell_.ConnectDevice(connected); }
   void PlaceCalibrationWeights(int count) { loadCell_.PlaceWeights(count); }
-  void ConnectScaleDevice(ScaleSide side, bool connected) { scales_.ConnectDevice(side, connected); }
+  void ConnectScaleDevice(ScaleSide side, bool connected) {
+    scales_.ConnectDevice(side, connected);
+  }
   void PlaceScaleWeights(ScaleSide side, int count) { scales_.PlaceWeights(side, count); }
   void SetScaleLoad(ScaleSide side, double lb) { scales_.SetLoadLb(side, lb); }
   void SetRestraintsIn(bool in) { restraintsIn_ = in; }
@@ -111,7 +113,9 @@ class DynePlant {
   const ThermalModel& Temperatures() const { return thermal_; }
   bool RestraintsIn() const { return restraintsIn_; }
   // Called after every integration step with its end time (s) and speed (mph).
-  void SetStepObserver(std::function<void(double tS, double mph)> observer) { observer_ = std::move(observer); }
+  void SetStepObserver(std::function<void(double tS, double mph)> observer) {
+    observer_ = std::move(observer);
+  }
 
  private:
   enum class DriverMode { None, Force, Speed };

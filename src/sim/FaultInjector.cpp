@@ -13,8 +13,8 @@ bool FaultPlan::Any() const {
 
 FaultInjector::FaultInjector(const SimFaultOptions& options)
     : rng_(options.seed), lateReplyUs_(options.lateReplyUs) {
-  probability_ = {options.loseByte, options.corruptByte, options.lateReply,
-                  options.wrongChecksum, options.nak, options.silence};
+  probability_ = {options.loseByte,      options.corruptByte, options.lateReply,
+                  options.wrongChecksum, options.nak,         options.silence};
 }
 
 void FaultInjector::Schedule(FaultKind kind, int count) {
@@ -46,7 +46,8 @@ void FaultInjector::Damage(const FaultPlan& plan, std::vector<uint8_t>& reply, b
     // Rewrite the two checksum characters with a different value.
     const size_t at = reply.size() - 3;
     const uint8_t right = XorChecksum(reply.data(), reply.data() + at);
-    const uint8_t wrong = static_cast<uint8_t>(right ^ std::uniform_int_distribution<int>(1, 255)(rng_));
+    const uint8_t wrong =
+        static_cast<uint8_t>(right ^ std::uniform_int_distribution<int>(1, 255)(rng_));
     const std::string text = ChecksumText(wrong);
     reply[at] = static_cast<uint8_t>(text[0]);
     reply[at + 1] = static_cast<uint8_t>(text[1]);

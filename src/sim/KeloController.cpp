@@ -36,7 +36,9 @@ KeloController::KeloController(EventLoop& loop, KeloSimOptions options)
   physicsTimer_.SetEnabled(true);
 }
 
-KeloController::~KeloController() { Detach(); }
+KeloController::~KeloController() {
+  Detach();
+}
 
 // ---- the line --------------------------------------------------------------------------------
 
@@ -142,14 +144,19 @@ void KeloController::Answer(const FramerEvent& event) {
   }
   LogRequest(event, kind);
   switch (kind) {
-    case ReplyKind::Ack: ++counters_.acks; break;
-    case ReplyKind::Nak: ++counters_.naks; break;
+    case ReplyKind::Ack:
+      ++counters_.acks;
+      break;
+    case ReplyKind::Nak:
+      ++counters_.naks;
+      break;
     case ReplyKind::Data:
       ++counters_.dataFrames;
       awaitingHandshake_ = true;
       lastFrame_ = reply;
       break;
-    case ReplyKind::None: break;
+    case ReplyKind::None:
+      break;
   }
   SendReply(std::move(reply), kind == ReplyKind::Data, plan);
 }
@@ -175,7 +182,8 @@ std::vector<uint8_t> KeloController::Execute(const FramerEvent& event, ReplyKind
   switch (event.command) {
     case cmd::GetTestValues: {
       std::string payload;
-      for (uint8_t v : {var::POWER, var::TORQUE, var::SPEED}) payload += VariableGroup(v, *ReadVariable(v, true));
+      for (uint8_t v : {var::POWER, var::TORQUE, var::SPEED})
+        payload += VariableGroup(v, *ReadVariable(v, true));
       kind = ReplyKind::Data;
       return BuildDataFrame(payload);
     }
@@ -206,39 +214,89 @@ bool KeloController::ExecuteAction(uint8_t command) {
   DynePlant& p = plant_;
   LoadCell& cell = p.GetLoadCell();
   switch (command) {
-    case cmd::RegulatorOff: p.RegulatorOff(); return true;
-    case cmd::SpeedRegulatorOn: return p.RegulatorOn(MachineMode::Speed);
-    case cmd::TorqueRegulatorOn: return p.RegulatorOn(MachineMode::Torque);
-    case cmd::DriveRegulatorOn: return p.RegulatorOn(MachineMode::Drive);
-    case cmd::AsmRegulatorOn: return p.RegulatorOn(MachineMode::Asm);
-    case cmd::VariableLoadRegulatorOn: return p.RegulatorOn(MachineMode::VariableLoad);
-    case cmd::RaiseLifts: return p.RaiseLifts();
-    case cmd::LowerLifts: p.LowerLifts(); return true;
-    case cmd::ResetDistance: p.ResetDistance(); return true;
-    case cmd::AugmentedBreakingOn: p.Switches().augmentedBraking = true; return true;
-    case cmd::AugmentedBreakingOff: p.Switches().augmentedBraking = false; return true;
-    case cmd::RestraintSystemStop: return true;  // the restraints are worked by hand here
-    case cmd::StopWatch1On: p.ArmStopWatch(1); return true;
-    case cmd::StopWatch1Off: p.DisarmStopWatch(1); return true;
-    case cmd::StopWatch2On: p.ArmStopWatch(2); return true;
-    case cmd::StopWatch2Off: p.DisarmStopWatch(2); return true;
-    case cmd::MotorOn: return p.MotorOn();
-    case cmd::MotorOff: p.MotorOff(); return true;
-    case cmd::CalibrateZeroPoint: cell.CalibrateZero(); return true;
+    case cmd::RegulatorOff:
+      p.RegulatorOff();
+      return true;
+    case cmd::SpeedRegulatorOn:
+      return p.RegulatorOn(MachineMode::Speed);
+    case cmd::TorqueRegulatorOn:
+      return p.RegulatorOn(MachineMode::Torque);
+    case cmd::DriveRegulatorOn:
+      return p.RegulatorOn(MachineMode::Drive);
+    case cmd::AsmRegulatorOn:
+      return p.RegulatorOn(MachineMode::Asm);
+    case cmd::VariableLoadRegulatorOn:
+      return p.RegulatorOn(MachineMode::VariableLoad);
+    case cmd::RaiseLifts:
+      return p.RaiseLifts();
+    case cmd::LowerLifts:
+      p.LowerLifts();
+      return true;
+    case cmd::ResetDistance:
+      p.ResetDistance();
+      return true;
+    case cmd::AugmentedBreakingOn:
+      p.Switches().augmentedBraking = true;
+      return true;
+    case cmd::AugmentedBreakingOff:
+      p.Switches().augmentedBraking = false;
+      return true;
+    case cmd::RestraintSystemStop:
+      return true;  // the restraints are worked by hand here
+    case cmd::StopWatch1On:
+      p.ArmStopWatch(1);
+      return true;
+    case cmd::StopWatch1Off:
+      p.DisarmStopWatch(1);
+      return true;
+    case cmd::StopWatch2On:
+      p.ArmStopWatch(2);
+      return true;
+    case cmd::StopWatch2Off:
+      p.DisarmStopWatch(2);
+      return true;
+    case cmd::MotorOn:
+      return p.MotorOn();
+    case cmd::MotorOff:
+      p.MotorOff();
+      return true;
+    case cmd::CalibrateZeroPoint:
+      cell.CalibrateZero();
+      return true;
     case cmd::CalibrateAmplification:
       // Three calibration weights make CAL_WEIGHT (tenths of a newton).
       return cell.CalibrateAmplification(setup_.Get(var::CAL_WEIGHT) / 10.0 / sim::kNewtonPerLbf);
-    case cmd::StopZeroAmpCalibration: return true;
-    case cmd::IgbtTestOn: p.Switches().igbtTest = true; return true;
-    case cmd::IgbtTestOff: p.Switches().igbtTest = false; return true;
-    case cmd::AutoOffsetAdjustOn: cell.SetOffsetMode(LoadCell::OffsetMode::AutoAdjust); return true;
-    case cmd::AutoOffsetAdjustOff: cell.SetOffsetMode(LoadCell::OffsetMode::Off); return true;
-    case cmd::AutoOffsetAdjustNormal: cell.SetOffsetMode(LoadCell::OffsetMode::Normal); return true;
-    case cmd::TwelveVoltOn: p.Switches().twelveVolt = true; return true;
-    case cmd::TwelveVoltOff: p.Switches().twelveVolt = false; return true;
-    case cmd::BeltCompensationOn: p.Switches().beltCompensation = true; return true;
-    case cmd::BeltCompensationOff: p.Switches().beltCompensation = false; return true;
-    default: return true;  // "7" and "8": valid characters without a function
+    case cmd::StopZeroAmpCalibration:
+      return true;
+    case cmd::IgbtTestOn:
+      p.Switches().igbtTest = true;
+      return true;
+    case cmd::IgbtTestOff:
+      p.Switches().igbtTest = false;
+      return true;
+    case cmd::AutoOffsetAdjustOn:
+      cell.SetOffsetMode(LoadCell::OffsetMode::AutoAdjust);
+      return true;
+    case cmd::AutoOffsetAdjustOff:
+      cell.SetOffsetMode(LoadCell::OffsetMode::Off);
+      return true;
+    case cmd::AutoOffsetAdjustNormal:
+      cell.SetOffsetMode(LoadCell::OffsetMode::Normal);
+      return true;
+    case cmd::TwelveVoltOn:
+      p.Switches().twelveVolt = true;
+      return true;
+    case cmd::TwelveVoltOff:
+      p.Switches().twelveVolt = false;
+      return true;
+    case cmd::BeltCompensationOn:
+      p.Switches().beltCompensation = true;
+      return true;
+    case cmd::BeltCompensationOff:
+      p.Switches().beltCompensation = false;
+      return true;
+    default:
+      return true;  // "7" and "8": valid characters without a function
   }
 }
 
@@ -270,13 +328,17 @@ bool KeloController::WriteVariable(int variable, const std::string& text) {
 
 std::optional<double> KeloController::ReadVariable(uint8_t variable, bool sample) {
   switch (KindOfVariable(variable)) {
-    case VariableKind::Version: return options_.firmwareVersion;
-    case VariableKind::Setup: return setup_.Get(variable);
-    case VariableKind::Target: return plant_.Target(variable);
+    case VariableKind::Version:
+      return options_.firmwareVersion;
+    case VariableKind::Setup:
+      return setup_.Get(variable);
+    case VariableKind::Target:
+      return plant_.Target(variable);
     case VariableKind::Live:
       if (variable == var::TORQUE && !sample) return plant_.GetLoadCell().ReadingLbf();
       return plant_.Live(variable);
-    case VariableKind::Unknown: return std::nullopt;
+    case VariableKind::Unknown:
+      return std::nullopt;
   }
   return std::nullopt;
 }
@@ -311,10 +373,11 @@ void KeloController::SendReply(std::vector<uint8_t> bytes, bool dataFrame, const
 void KeloController::Transmit(std::vector<uint8_t> bytes, int64_t delayUs) {
   if (bytes.empty() || channel_ == nullptr) return;
   auto id = std::make_shared<EventLoop::ScheduleId>(0);
-  *id = loop_.CallAfterUs(std::max<int64_t>(delayUs, 0), [this, id, bytes = std::move(bytes)]() mutable {
-    pending_.erase(*id);
-    Write(std::move(bytes));
-  });
+  *id = loop_.CallAfterUs(std::max<int64_t>(delayUs, 0),
+                          [this, id, bytes = std::move(bytes)]() mutable {
+                            pending_.erase(*id);
+                            Write(std::move(bytes));
+                          });
   pending_.insert(*id);
 }
 

@@ -36,21 +36,21 @@ enum class ReplyKind { None, Ack, Nak, Data };
 // One request frame as it arrived, and what the controller meant to answer (before any fault).
 struct ReceivedRequest {
   int64_t atUs = 0;
-  uint8_t command = 0;    // 0 when the frame broke before its command
+  uint8_t command = 0;  // 0 when the frame broke before its command
   int variable = -1;
   std::string valueText;  // "Write Variable" only
   ReplyKind reply = ReplyKind::None;
 };
 
 struct ControllerCounters {
-  uint64_t requests = 0;    // frames that got an answer decided (including refused ones)
+  uint64_t requests = 0;  // frames that got an answer decided (including refused ones)
   uint64_t acks = 0;
   uint64_t naks = 0;
   uint64_t dataFrames = 0;  // first sendings
   uint64_t resends = 0;     // data frames sent again after the host's NAK
   uint64_t hostAcks = 0;
   uint64_t hostNaks = 0;
-  uint64_t dropped = 0;     // frames given up by the host part-way
+  uint64_t dropped = 0;  // frames given up by the host part-way
 };
 
 class KeloController {

@@ -22,16 +22,16 @@ struct SimLineOptions {
 };
 
 struct SimPhysicsOptions {
-  int64_t stepUs = 5000;                 // integration step
-  LossCurve loss;                        // the rolls' true parasitic loss
-  double motorTopSpeedMph = 45.0;        // "Motor On" runs the rolls up to this and holds it
-  double motorMaxForceLbf = 500.0;       // what the machine can drive with
-  double absorberMaxForceLbf = 2000.0;   // what it can brake with
-  double speedLoopTimeS = 0.8;           // speed error closing time of the speed loops
-  double lowSpeedTaperMph = 1.0;         // power-based forces stop growing below this speed
+  int64_t stepUs = 5000;                // integration step
+  LossCurve loss;                       // the rolls' true parasitic loss
+  double motorTopSpeedMph = 45.0;       // "Motor On" runs the rolls up to this and holds it
+  double motorMaxForceLbf = 500.0;      // what the machine can drive with
+  double absorberMaxForceLbf = 2000.0;  // what it can brake with
+  double speedLoopTimeS = 0.8;          // speed error closing time of the speed loops
+  double lowSpeedTaperMph = 1.0;        // power-based forces stop growing below this speed
   double liftTravelS = 3.0;
   bool liftsUpAtStart = false;
-  double liftRaiseLimitMph = 0.5;        // lifts refuse to rise faster than this
+  double liftRaiseLimitMph = 0.5;  // lifts refuse to rise faster than this
   LoadCell::Config loadCell;
   WheelScales::Config scales;
   ThermalModel::Config thermal;
@@ -40,12 +40,12 @@ struct SimPhysicsOptions {
 struct SimFaultOptions {
   uint32_t seed = 1;
   // Probabilities per reply.
-  double loseByte = 0.0;        // one byte of the reply goes missing
-  double corruptByte = 0.0;     // one byte of the reply arrives with bits flipped
-  double lateReply = 0.0;       // the reply is held back by lateReplyUs
-  double wrongChecksum = 0.0;   // a data frame carries a wrong checksum
-  double nak = 0.0;             // the request is refused with NAK instead of being carried out
-  double silence = 0.0;         // the request is carried out but not answered
+  double loseByte = 0.0;       // one byte of the reply goes missing
+  double corruptByte = 0.0;    // one byte of the reply arrives with bits flipped
+  double lateReply = 0.0;      // the reply is held back by lateReplyUs
+  double wrongChecksum = 0.0;  // a data frame carries a wrong checksum
+  double nak = 0.0;            // the request is refused with NAK instead of being carried out
+  double silence = 0.0;        // the request is carried out but not answered
   int64_t lateReplyUs = 400'000;
 };
 

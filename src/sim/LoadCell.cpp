@@ -8,7 +8,9 @@ namespace tavkelo {
 LoadCell::LoadCell(const Config& config)
     : config_(config), zeroLbf_(config.zeroLbf), gain_(config.gain), noise_(config.noiseSeed) {}
 
-void LoadCell::PlaceWeights(int count) { weights_ = std::clamp(count, 0, kMaxWeights); }
+void LoadCell::PlaceWeights(int count) {
+  weights_ = std::clamp(count, 0, kMaxWeights);
+}
 
 double LoadCell::RawLbf() const {
   double arm = 0.0;

@@ -14,13 +14,14 @@ namespace tavkelo {
 class LoadCell {
  public:
   struct Config {
-    double biasLbf = 6.0;        // raw value with nothing on the cell
-    double gain = 1.03;          // amplification before calibration (3 % high)
-    double zeroLbf = 0.0;        // zero point before calibration
-    double deviceLbf = 126.0;    // calibration device with its tray (about 45 ft-lb on 8.555 in rolls)
-    double weightLbf = 0.0;      // each calibration weight; 0: three make exactly CAL_WEIGHT
+    double biasLbf = 6.0;  // raw value with nothing on the cell
+    double gain = 1.03;    // amplification before calibration (3 % high)
+    double zeroLbf = 0.0;  // zero point before calibration
+    double deviceLbf =
+        126.0;               // calibration device with its tray (about 45 ft-lb on 8.555 in rolls)
+    double weightLbf = 0.0;  // each calibration weight; 0: three make exactly CAL_WEIGHT
     double autoOffsetTimeS = 0.5;
-    double noiseLbf = 0.0;       // amplitude of uniform noise on each reading
+    double noiseLbf = 0.0;  // amplitude of uniform noise on each reading
     unsigned noiseSeed = 1;
   };
   enum class OffsetMode { Normal, AutoAdjust, Off };

@@ -6,7 +6,9 @@
 
 namespace tavkelo {
 
-double LossCurve::PowerHp(double mph) const { return a + mph * (b + mph * (c + mph * d)); }
+double LossCurve::PowerHp(double mph) const {
+  return a + mph * (b + mph * (c + mph * d));
+}
 
 double LossCurve::ForceLbf(double mph, double taperMph) const {
   // P/v written out so the b term stays finite (a Coulomb force) right down to rest.

@@ -57,9 +57,12 @@ std::optional<FaultKind> LineFaultNamed(const std::string& text) {
   return std::nullopt;
 }
 
-
-OperatorConsole::Result Fail(std::string text) { return {false, false, std::move(text)}; }
-OperatorConsole::Result Done(std::string text = {}) { return {true, false, std::move(text)}; }
+OperatorConsole::Result Fail(std::string text) {
+  return {false, false, std::move(text)};
+}
+OperatorConsole::Result Done(std::string text = {}) {
+  return {true, false, std::move(text)};
+}
 }  // namespace
 
 std::string OperatorConsole::HelpText() {
@@ -69,11 +72,13 @@ std::string OperatorConsole::HelpText() {
          "  weights N                       N calibration weights (0-5) on the load-cell tray\n"
          "  scale left|right device on|off  weight-scale calibration device on a scale\n"
          "  scale left|right weights N      N calibration weights (0-5) on that device\n"
-         "  scale left|right LB             any other load on a scale, lb (a wheel: scale left 800)\n"
+         "  scale left|right LB             any other load on a scale, lb (a wheel: scale left "
+         "800)\n"
          "  restraints in|out               vehicle restraints\n"
          "  fault motor|overtemp|error6|error7|error12    raise a fault\n"
          "  clear motor|overtemp|error6|error7|error12|all clear it\n"
-         "  drive force LBF                 a vehicle pushes the rolls with LBF at the roll surface\n"
+         "  drive force LBF                 a vehicle pushes the rolls with LBF at the roll "
+         "surface\n"
          "  drive speed MPH [MAXLBF]        a driver holds MPH (pushing with at most MAXLBF)\n"
          "  drive off                       foot off the pedal\n"
          "  inject lose|corrupt|late|checksum|nak|silence [N]   fault the next N replies\n"
@@ -101,7 +106,8 @@ OperatorConsole::Result OperatorConsole::Execute(std::string_view line) {
   }
   if (verb == "weights" && w.size() == 2 && Number(w[1])) {
     plant.PlaceCalibrationWeights(static_cast<int>(*Number(w[1])));
-    return Done(std::to_string(plant.GetLoadCell().Weights()) + " calibration weight(s) on the load cell");
+    return Done(std::to_string(plant.GetLoadCell().Weights()) +
+                " calibration weight(s) on the load cell");
   }
   if (verb == "scale" && w.size() >= 3 && Side(w[1])) {
     const ScaleSide side = *Side(w[1]);
@@ -111,7 +117,8 @@ OperatorConsole::Result OperatorConsole::Execute(std::string_view line) {
     }
     if (w[2] == "weights" && w.size() == 4 && Number(w[3])) {
       plant.PlaceScaleWeights(side, static_cast<int>(*Number(w[3])));
-      return Done(std::to_string(plant.Scales().Weights(side)) + " weight(s) on the " + w[1] + " scale device");
+      return Done(std::to_string(plant.Scales().Weights(side)) + " weight(s) on the " + w[1] +
+                  " scale device");
     }
     if (w.size() == 3 && Number(w[2])) {
       plant.SetScaleLoad(side, *Number(w[2]));
@@ -155,7 +162,8 @@ OperatorConsole::Result OperatorConsole::Execute(std::string_view line) {
     const int count = w.size() == 3 && Number(w[2]) ? static_cast<int>(*Number(w[2])) : 1;
     if (count < 1) return Fail("inject: count must be at least 1");
     controller_.ScheduleFault(*LineFaultNamed(w[1]), count);
-    return Done("next " + std::to_string(count) + " repl" + (count == 1 ? "y" : "ies") + ": " + w[1]);
+    return Done("next " + std::to_string(count) + " repl" + (count == 1 ? "y" : "ies") + ": " +
+                w[1]);
   }
   if (verb == "get" && w.size() == 2 && Number(w[1])) {
     const double n = *Number(w[1]);
@@ -173,17 +181,23 @@ std::string OperatorConsole::StatusText() {
   std::ostringstream out;
   out.setf(std::ios::fixed);
   out.precision(1);
-  out << "speed " << p.SpeedMph() << " mph, machine " << MachineModeName(p.Mode()) << ", force " << p.MachineForceLbf()
-      << " lbf, power " << p.MachinePowerHp() << " HP\n";
+  out << "speed " << p.SpeedMph() << " mph, machine " << MachineModeName(p.Mode()) << ", force "
+      << p.MachineForceLbf() << " lbf, power " << p.MachinePowerHp() << " HP\n";
   out << "status " << StatusPayload(p.StatusWord()) << " (bit 0 first)\n";
   out << "load cell " << p.GetLoadCell().ReadingLbf() << " lbf, device "
-      << (p.GetLoadCell().DeviceConnected() ? "on" : "off") << ", weights " << p.GetLoadCell().Weights() << "\n";
+      << (p.GetLoadCell().DeviceConnected() ? "on" : "off") << ", weights "
+      << p.GetLoadCell().Weights() << "\n";
   out << "scales left " << p.DisplayedWeightLb(ScaleSide::Left) << " lb, right "
       << p.DisplayedWeightLb(ScaleSide::Right) << " lb\n";
-  out << "lifts " << (p.Lifts().IsUp() ? "up" : p.Lifts().IsDown() ? "down" : "moving") << ", restraints "
-      << (p.RestraintsIn() ? "in" : "out") << ", bearing " << p.Temperatures().BearingF() << " F\n";
+  out << "lifts "
+      << (p.Lifts().IsUp()     ? "up"
+          : p.Lifts().IsDown() ? "down"
+                               : "moving")
+      << ", restraints " << (p.RestraintsIn() ? "in" : "out") << ", bearing "
+      << p.Temperatures().BearingF() << " F\n";
   out << "write access " << (controller_.WriteAccess() ? "open" : "closed") << ", requests "
-      << controller_.Counters().requests << ", line " << (controller_.Attached() ? "attached" : "idle");
+      << controller_.Counters().requests << ", line "
+      << (controller_.Attached() ? "attached" : "idle");
   return out.str();
 }
 

@@ -13,9 +13,9 @@ class KeloController;
 class OperatorConsole {
  public:
   struct Result {
-    bool ok = true;      // false: the line was not understood (text says why)
-    bool quit = false;   // "quit" or "exit"
-    std::string text;    // what to show the operator (may be empty)
+    bool ok = true;     // false: the line was not understood (text says why)
+    bool quit = false;  // "quit" or "exit"
+    std::string text;   // what to show the operator (may be empty)
   };
 
   explicit OperatorConsole(KeloController& controller) : controller_(controller) {}

@@ -8,7 +8,9 @@
 namespace tavkelo {
 
 namespace {
-bool IsHex(uint8_t b) { return std::isxdigit(b) != 0; }
+bool IsHex(uint8_t b) {
+  return std::isxdigit(b) != 0;
+}
 
 // "009", " 51", "  9", "209": blanks only in front, at least one digit, at most 255.
 int ParseVariableNumber(const std::string& text) {

@@ -7,11 +7,12 @@
 
 namespace tavkelo {
 
-std::map<uint8_t, double> SetupMemory::FactoryValues(const LossCurve& loss, const std::map<uint8_t, double>& overrides) {
+std::map<uint8_t, double> SetupMemory::FactoryValues(const LossCurve& loss,
+                                                     const std::map<uint8_t, double>& overrides) {
   auto word = [](double hp) { return std::round(hp * sim::kLossWordPerHp); };
   std::map<uint8_t, double> values = {
-      {var::ROLLDIAMETER, 2173},                 // 0.1 mm: 8.555 in
-      {var::BASEINERTIA, 907},                   // kg: about 2000 lb
+      {var::ROLLDIAMETER, 2173},  // 0.1 mm: 8.555 in
+      {var::BASEINERTIA, 907},    // kg: about 2000 lb
       {var::TORQUE_REG_RELEASE, 10},
       {var::TORQUE_CAL_FACTOR, 1600},
       {var::EEPROM_RESET, 0},
@@ -19,8 +20,8 @@ std::map<uint8_t, double> SetupMemory::FactoryValues(const LossCurve& loss, cons
       {var::PARASITIC_LOSSES_A, word(loss.b * 50.0)},
       {var::PARASITIC_LOSSES_B, word(loss.c * 2500.0)},
       {var::PARASITIC_LOSSES_C, word(loss.d * 125000.0)},
-      {var::AMPLIFICATION_SCALE1, 970.0},        // right scale, 3 % low
-      {var::AMPLIFICATION_SCALE2, 1030.0},       // left scale, 3 % high
+      {var::AMPLIFICATION_SCALE1, 970.0},   // right scale, 3 % low
+      {var::AMPLIFICATION_SCALE2, 1030.0},  // left scale, 3 % high
       {var::PARASITIC_TEMP_COMP, 0.0},
       {var::PARASITIC_TEMP_DEGC, 20.0},
       {var::CAL_WEIGHT, std::round(150.0 * sim::kNewtonPerLbf * 10.0)},
@@ -33,7 +34,8 @@ std::map<uint8_t, double> SetupMemory::FactoryValues(const LossCurve& loss, cons
   return values;
 }
 
-SetupMemory::SetupMemory(std::map<uint8_t, double> factory) : factory_(std::move(factory)), values_(factory_) {}
+SetupMemory::SetupMemory(std::map<uint8_t, double> factory)
+    : factory_(std::move(factory)), values_(factory_) {}
 
 double SetupMemory::Get(uint8_t variable) const {
   auto it = values_.find(variable);
@@ -57,6 +59,8 @@ LossCurve SetupMemory::CalibratedLoss() const {
   return curve;
 }
 
-double SetupMemory::BaseWeightLb() const { return Get(var::BASEINERTIA) * sim::kLbPerKg; }
+double SetupMemory::BaseWeightLb() const {
+  return Get(var::BASEINERTIA) * sim::kLbPerKg;
+}
 
 }  // namespace tavkelo

@@ -14,7 +14,8 @@ class SetupMemory {
  public:
   // The factory values: the given overrides on top of the defaults, where the parasitic-loss
   // words describe `loss` and CAL_WEIGHT is 150 lbf in tenths of a newton.
-  static std::map<uint8_t, double> FactoryValues(const LossCurve& loss, const std::map<uint8_t, double>& overrides);
+  static std::map<uint8_t, double> FactoryValues(const LossCurve& loss,
+                                                 const std::map<uint8_t, double>& overrides);
 
   explicit SetupMemory(std::map<uint8_t, double> factory);
 

@@ -17,7 +17,8 @@
 
 namespace tavkelo {
 
-SimTcpListener::SimTcpListener(EventLoop& loop, KeloController& controller) : loop_(loop), controller_(controller) {}
+SimTcpListener::SimTcpListener(EventLoop& loop, KeloController& controller)
+    : loop_(loop), controller_(controller) {}
 
 SimTcpListener::~SimTcpListener() {
   controller_.SetOnLineLost(nullptr);
@@ -42,7 +43,8 @@ bool SimTcpListener::Listen(const std::string& host, uint16_t port) {
   }
   int yes = 1;
   ::setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-  if (::bind(listenFd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 || ::listen(listenFd_, 4) != 0) {
+  if (::bind(listenFd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
+      ::listen(listenFd_, 4) != 0) {
     error_ = "cannot listen on " + host + ":" + std::to_string(port) + ": " + std::strerror(errno);
     ::close(listenFd_);
     listenFd_ = -1;
@@ -63,7 +65,8 @@ void SimTcpListener::OnAcceptReady() {
   for (;;) {
     sockaddr_in peer{};
     socklen_t len = sizeof peer;
-    int fd = ::accept4(listenFd_, reinterpret_cast<sockaddr*>(&peer), &len, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    int fd = ::accept4(listenFd_, reinterpret_cast<sockaddr*>(&peer), &len,
+                       SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) return;  // nothing more waiting (or a transient error)
     if (client_) {
       ::close(fd);  // one client at a time

@@ -27,7 +27,9 @@ class SimTcpListener {
   const std::string& Error() const { return error_; }
   bool HasClient() const { return client_ != nullptr; }
   // Told of each client that comes or goes ("connected 127.0.0.1:40212", "disconnected").
-  void SetOnEvent(std::function<void(const std::string&)> handler) { onEvent_ = std::move(handler); }
+  void SetOnEvent(std::function<void(const std::string&)> handler) {
+    onEvent_ = std::move(handler);
+  }
 
  private:
   void OnAcceptReady();

@@ -14,9 +14,15 @@ inline constexpr double kFeetPerMile = 5280.0;
 // Calibration words of the losses are whole numbers of HP x 74.57.
 inline constexpr double kLossWordPerHp = 74.57;
 
-inline double MphToFtPerS(double mph) { return mph * kFtPerSPerMph; }
-inline double FtPerSToMph(double fts) { return fts / kFtPerSPerMph; }
+inline double MphToFtPerS(double mph) {
+  return mph * kFtPerSPerMph;
+}
+inline double FtPerSToMph(double fts) {
+  return fts / kFtPerSPerMph;
+}
 // Mass in slugs of an equivalent weight in lb.
-inline double SlugsOf(double weightLb) { return weightLb / kGravityFtPerS2; }
+inline double SlugsOf(double weightLb) {
+  return weightLb / kGravityFtPerS2;
+}
 
 }  // namespace tavkelo::sim

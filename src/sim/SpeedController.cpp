@@ -4,7 +4,8 @@
 
 namespace tavkelo {
 
-void SpeedController::Configure(double massSlugs, double timeS, double minForceLbf, double maxForceLbf) {
+void SpeedController::Configure(double massSlugs, double timeS, double minForceLbf,
+                                double maxForceLbf) {
   gainLbfPerFtS_ = timeS > 0.0 ? massSlugs / timeS : 0.0;
   integralRatePerS_ = timeS > 0.0 ? 0.25 / timeS : 0.0;
   minForceLbf_ = minForceLbf;
@@ -19,7 +20,8 @@ double SpeedController::Force(double targetFtS, double speedFtS, double feedForw
   return std::clamp(Unlimited(targetFtS, speedFtS, feedForwardLbf), minForceLbf_, maxForceLbf_);
 }
 
-void SpeedController::Integrate(double targetFtS, double speedFtS, double feedForwardLbf, double dtS) {
+void SpeedController::Integrate(double targetFtS, double speedFtS, double feedForwardLbf,
+                                double dtS) {
   const double force = Unlimited(targetFtS, speedFtS, feedForwardLbf);
   const double delta = gainLbfPerFtS_ * integralRatePerS_ * (targetFtS - speedFtS) * dtS;
   // Anti-windup: never integrate further into a limit.

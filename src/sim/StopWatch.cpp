@@ -25,7 +25,8 @@ void StopWatch::Disarm(double nowS) {
   }
 }
 
-void StopWatch::Observe(double t0S, double v0, double t1S, double v1, double startMph, double stopMph) {
+void StopWatch::Observe(double t0S, double v0, double t1S, double v1, double startMph,
+                        double stopMph) {
   if (state_ == State::Armed) {
     double at = FallThrough(t0S, v0, t1S, v1, startMph);
     if (at < 0.0) return;
@@ -42,9 +43,12 @@ void StopWatch::Observe(double t0S, double v0, double t1S, double v1, double sta
 
 double StopWatch::Seconds(double nowS) const {
   switch (state_) {
-    case State::Running: return nowS - startS_;
-    case State::Stopped: return elapsedS_;
-    default: return 0.0;
+    case State::Running:
+      return nowS - startS_;
+    case State::Stopped:
+      return elapsedS_;
+    default:
+      return 0.0;
   }
 }
 

@@ -18,7 +18,8 @@ void ThermalModel::Advance(double dtS, double speedMph, bool motorOn, double mac
   double bearingTarget = config_.ambientF + config_.bearingRisePerMphF * std::fabs(speedMph) +
                          (motorOn ? config_.bearingMotorRiseF : 0.0);
   relax(bearingF_, bearingTarget, config_.bearingTimeS);
-  relax(forceF_, config_.ambientF + config_.forceRisePerHpF * std::fabs(machinePowerHp), config_.forceTimeS);
+  relax(forceF_, config_.ambientF + config_.forceRisePerHpF * std::fabs(machinePowerHp),
+        config_.forceTimeS);
 }
 
 }  // namespace tavkelo

@@ -10,8 +10,8 @@ class ThermalModel {
   struct Config {
     double ambientF = 70.0;
     double bearingTimeS = 900.0;
-    double bearingRisePerMphF = 0.6;   // at steady speed
-    double bearingMotorRiseF = 10.0;   // extra while the motor drives
+    double bearingRisePerMphF = 0.6;  // at steady speed
+    double bearingMotorRiseF = 10.0;  // extra while the motor drives
     double forceTimeS = 1800.0;
     double forceRisePerHpF = 0.5;
   };

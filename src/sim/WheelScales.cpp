@@ -4,7 +4,9 @@
 
 namespace tavkelo {
 
-void WheelScales::PlaceWeights(ScaleSide side, int count) { At(side).weights = std::clamp(count, 0, kMaxWeights); }
+void WheelScales::PlaceWeights(ScaleSide side, int count) {
+  At(side).weights = std::clamp(count, 0, kMaxWeights);
+}
 
 double WheelScales::RawLb(ScaleSide side) const {
   const Side& s = At(side);

@@ -14,8 +14,8 @@ class WheelScales {
  public:
   struct Config {
     double trueScale = 1000.0;
-    double deviceLb = 57.0;     // the calibration device with its tray
-    double weightLb = 88.16;    // each calibration weight; five make 440.8 lb
+    double deviceLb = 57.0;   // the calibration device with its tray
+    double weightLb = 88.16;  // each calibration weight; five make 440.8 lb
   };
   static constexpr int kMaxWeights = 5;
 

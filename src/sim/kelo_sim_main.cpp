@@ -66,7 +66,8 @@ class StdinCommands {
  public:
   StdinCommands(EventLoop& loop, OperatorConsole& console) : loop_(loop), console_(console) {
     struct stat st {};
-    quitAtEnd_ = ::isatty(0) || (::fstat(0, &st) == 0 && (S_ISFIFO(st.st_mode) || S_ISSOCK(st.st_mode)));
+    quitAtEnd_ =
+        ::isatty(0) || (::fstat(0, &st) == 0 && (S_ISFIFO(st.st_mode) || S_ISSOCK(st.st_mode)));
     watch_ = loop_.WatchFd(0, POLLIN, [this](short revents) { OnReadable(revents); });
   }
   ~StdinCommands() { Stop(); }
@@ -91,7 +92,8 @@ class StdinCommands {
       pending_.erase(0, eol + 1);
       if (!line.empty() && line.back() == '\r') line.pop_back();
       OperatorConsole::Result result = console_.Execute(line);
-      if (!result.text.empty()) std::cout << result.text << (result.text.back() == '\n' ? "" : "\n");
+      if (!result.text.empty())
+        std::cout << result.text << (result.text.back() == '\n' ? "" : "\n");
       std::cout.flush();
       if (result.quit) {
         loop_.Stop();
@@ -144,37 +146,81 @@ int main(int argc, char** argv) {
   bool pace = false;
   bool noStdin = false;
   std::vector<std::string> setValues;
-  app.add_option("--tcp", tcp, "serve on TCP instead of a pseudo-terminal: [ADDR:]PORT (ADDR defaults to 127.0.0.1; port 0 picks one)");
-  app.add_option("--baud", baud, "baud rate used for --pace (10 bits a byte)")->check(CLI::Range(50, 1000000))->capture_default_str();
-  app.add_flag("--pace", pace, "write replies one byte at a time at the --baud rate, as a real line would");
-  app.add_option("--turnaround-us", options.line.turnaroundUs, "microseconds from a request to its reply")->capture_default_str();
+  app.add_option("--tcp", tcp,
+                 "serve on TCP instead of a pseudo-terminal: [ADDR:]PORT (ADDR defaults to "
+                 "127.0.0.1; port 0 picks one)");
+  app.add_option("--baud", baud, "baud rate used for --pace (10 bits a byte)")
+      ->check(CLI::Range(50, 1000000))
+      ->capture_default_str();
+  app.add_flag("--pace", pace,
+               "write replies one byte at a time at the --baud rate, as a real line would");
+  app.add_option("--turnaround-us", options.line.turnaroundUs,
+                 "microseconds from a request to its reply")
+      ->capture_default_str();
   app.add_flag("--no-stdin", noStdin, "read no operator commands (for running in the background)");
 
   auto* dyne = "Dyne";
-  app.add_option("--inertia-kg", options.setup[6], "base inertia, kg (variable 6; 907 kg is about 2000 lb)")->group(dyne);
-  app.add_option("--roll-diameter", options.setup[1], "roll diameter in 0.1 mm (variable 1; 2173 = 8.555 in)")->group(dyne);
-  app.add_option("--set", setValues, "set-up variable at start, VAR=VALUE in controller units (repeatable), e.g. --set 59=1000")->group(dyne);
-  app.add_option("--loss-a", physics.loss.a, "parasitic loss HP(v) = a + b v + c v^2 + d v^3 (v in mph): a")->group(dyne)->capture_default_str();
+  app.add_option("--inertia-kg", options.setup[6],
+                 "base inertia, kg (variable 6; 907 kg is about 2000 lb)")
+      ->group(dyne);
+  app.add_option("--roll-diameter", options.setup[1],
+                 "roll diameter in 0.1 mm (variable 1; 2173 = 8.555 in)")
+      ->group(dyne);
+  app.add_option(
+         "--set", setValues,
+         "set-up variable at start, VAR=VALUE in controller units (repeatable), e.g. --set 59=1000")
+      ->group(dyne);
+  app.add_option("--loss-a", physics.loss.a,
+                 "parasitic loss HP(v) = a + b v + c v^2 + d v^3 (v in mph): a")
+      ->group(dyne)
+      ->capture_default_str();
   app.add_option("--loss-b", physics.loss.b, "loss term b")->group(dyne)->capture_default_str();
   app.add_option("--loss-c", physics.loss.c, "loss term c")->group(dyne)->capture_default_str();
   app.add_option("--loss-d", physics.loss.d, "loss term d")->group(dyne)->capture_default_str();
-  app.add_option("--top-speed", physics.motorTopSpeedMph, "speed the motor runs the rolls up to, mph")->group(dyne)->capture_default_str();
-  app.add_option("--motor-force", physics.motorMaxForceLbf, "motor's pull at the roll surface, lbf")->group(dyne)->capture_default_str();
-  app.add_option("--lift-travel", physics.liftTravelS, "lift travel time, s")->group(dyne)->capture_default_str();
+  app.add_option("--top-speed", physics.motorTopSpeedMph,
+                 "speed the motor runs the rolls up to, mph")
+      ->group(dyne)
+      ->capture_default_str();
+  app.add_option("--motor-force", physics.motorMaxForceLbf, "motor's pull at the roll surface, lbf")
+      ->group(dyne)
+      ->capture_default_str();
+  app.add_option("--lift-travel", physics.liftTravelS, "lift travel time, s")
+      ->group(dyne)
+      ->capture_default_str();
   app.add_flag("--lifts-up", physics.liftsUpAtStart, "start with the lifts up")->group(dyne);
-  app.add_option("--firmware", options.firmwareVersion, "firmware version read from variable 0")->group(dyne)->capture_default_str();
-  app.add_option("--torque-noise", physics.loadCell.noiseLbf, "amplitude of load-cell noise, lbf")->group(dyne)->capture_default_str();
+  app.add_option("--firmware", options.firmwareVersion, "firmware version read from variable 0")
+      ->group(dyne)
+      ->capture_default_str();
+  app.add_option("--torque-noise", physics.loadCell.noiseLbf, "amplitude of load-cell noise, lbf")
+      ->group(dyne)
+      ->capture_default_str();
 
   auto* fault = "Faults (probabilities per reply, 0 to 1)";
-  app.add_option("--seed", faults.seed, "seed of the fault and noise generators")->group(fault)->capture_default_str();
-  app.add_option("--p-lose", faults.loseByte, "lose one byte of a reply")->group(fault)->check(CLI::Range(0.0, 1.0));
-  app.add_option("--p-corrupt", faults.corruptByte, "corrupt one byte of a reply")->group(fault)->check(CLI::Range(0.0, 1.0));
-  app.add_option("--p-late", faults.lateReply, "hold a reply back by --late-ms")->group(fault)->check(CLI::Range(0.0, 1.0));
-  app.add_option("--p-checksum", faults.wrongChecksum, "send a data frame with a wrong checksum")->group(fault)->check(CLI::Range(0.0, 1.0));
-  app.add_option("--p-nak", faults.nak, "refuse a request with NAK")->group(fault)->check(CLI::Range(0.0, 1.0));
-  app.add_option("--p-silence", faults.silence, "carry a request out but send no reply")->group(fault)->check(CLI::Range(0.0, 1.0));
+  app.add_option("--seed", faults.seed, "seed of the fault and noise generators")
+      ->group(fault)
+      ->capture_default_str();
+  app.add_option("--p-lose", faults.loseByte, "lose one byte of a reply")
+      ->group(fault)
+      ->check(CLI::Range(0.0, 1.0));
+  app.add_option("--p-corrupt", faults.corruptByte, "corrupt one byte of a reply")
+      ->group(fault)
+      ->check(CLI::Range(0.0, 1.0));
+  app.add_option("--p-late", faults.lateReply, "hold a reply back by --late-ms")
+      ->group(fault)
+      ->check(CLI::Range(0.0, 1.0));
+  app.add_option("--p-checksum", faults.wrongChecksum, "send a data frame with a wrong checksum")
+      ->group(fault)
+      ->check(CLI::Range(0.0, 1.0));
+  app.add_option("--p-nak", faults.nak, "refuse a request with NAK")
+      ->group(fault)
+      ->check(CLI::Range(0.0, 1.0));
+  app.add_option("--p-silence", faults.silence, "carry a request out but send no reply")
+      ->group(fault)
+      ->check(CLI::Range(0.0, 1.0));
   int64_t lateMs = faults.lateReplyUs / 1000;
-  app.add_option("--late-ms", lateMs, "delay of a late reply, ms")->group(fault)->capture_default_str();
+  app.add_option("--late-ms", lateMs, "delay of a late reply, ms")
+      ->group(fault)
+      ->capture_default_str();
 
   CLI11_PARSE(app, argc, argv);
 
@@ -197,7 +243,8 @@ int main(int argc, char** argv) {
   physics.loadCell.noiseSeed = faults.seed;
   if (pace) options.line.bytePacingUs = 10'000'000 / baud;
   ::signal(SIGPIPE, SIG_IGN);
-  ::signal(SIGTTIN, SIG_IGN);  // a background job's read of the terminal fails instead of stopping it
+  ::signal(SIGTTIN,
+           SIG_IGN);  // a background job's read of the terminal fails instead of stopping it
 
   RealTimeLoop loop;
   KeloController controller(loop, options);
@@ -212,7 +259,10 @@ int main(int argc, char** argv) {
       return 1;
     }
     ptyChannel = std::make_unique<FdSerialChannel>(loop, pty.ReleaseMaster(), pty.SlavePath());
-    controller.SetOnLineLost([&] { std::cerr << "kelo-sim: pseudo-terminal lost\n"; loop.Stop(); });
+    controller.SetOnLineLost([&] {
+      std::cerr << "kelo-sim: pseudo-terminal lost\n";
+      loop.Stop();
+    });
     controller.Attach(*ptyChannel);
     std::cout << "kelo-sim: serving on " << pty.SlavePath() << std::endl;
   } else {
@@ -223,7 +273,8 @@ int main(int argc, char** argv) {
       return 2;
     }
     listener = std::make_unique<SimTcpListener>(loop, controller);
-    listener->SetOnEvent([](const std::string& what) { std::cerr << "kelo-sim: " << what << "\n"; });
+    listener->SetOnEvent(
+        [](const std::string& what) { std::cerr << "kelo-sim: " << what << "\n"; });
     if (!listener->Listen(host, port)) {
       std::cerr << "kelo-sim: " << listener->Error() << "\n";
       return 1;

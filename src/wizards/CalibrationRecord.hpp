@@ -36,7 +36,8 @@ struct CalibrationRecord {
   };
   ScaleRecord Left;
   ScaleRecord Right;
-  // A weight-scale "place 5 weights" stage has had its Continue and waits for the weights to settle.
+  // A weight-scale "place 5 weights" stage has had its Continue and waits for the weights to
+  // settle.
   bool WeightsSettling = false;
 };
 

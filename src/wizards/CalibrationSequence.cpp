@@ -18,7 +18,8 @@ void CalibrationSequence::CheckAbortRequest() {
   SharedTestState& t = ctx_.test;
   if (t.WizardFormShown) {
     if (t.TestAbortRequest) {
-      t.TestStage = t.TestStage < kClosingStage ? kClosingStage : static_cast<int16_t>(t.TestStage + 1);
+      t.TestStage =
+          t.TestStage < kClosingStage ? kClosingStage : static_cast<int16_t>(t.TestStage + 1);
     }
   } else {
     t.TestAbortRequest = false;
@@ -52,15 +53,21 @@ void CalibrationSequence::ResetPrompt() {
   ctx_.test.WizardContinuePressed = false;
 }
 
-void CalibrationSequence::MarkStage() { record_.StageMarkMs = ctx_.Tick(); }
+void CalibrationSequence::MarkStage() {
+  record_.StageMarkMs = ctx_.Tick();
+}
 
 bool CalibrationSequence::StageElapsed(int32_t ms) const {
   return TickDiff(ctx_.Tick(), record_.StageMarkMs) >= ms;
 }
 
-bool CalibrationSequence::LiftsUp() const { return ctx_.store.StatusBitsCopy[status::LiftsUp]; }
+bool CalibrationSequence::LiftsUp() const {
+  return ctx_.store.StatusBitsCopy[status::LiftsUp];
+}
 
-bool CalibrationSequence::LiftsDown() const { return ctx_.store.StatusBitsCopy[status::LiftsDown]; }
+bool CalibrationSequence::LiftsDown() const {
+  return ctx_.store.StatusBitsCopy[status::LiftsDown];
+}
 
 void CalibrationSequence::RememberForegroundWindow() {
   record_.SavedForegroundWindow = 0;
@@ -73,7 +80,8 @@ void CalibrationSequence::CloseCalibration() {
   if (!ctx_.test.TestAbortRequest) ctx_.test.TestStage = kFinishStage;
 }
 
-void CalibrationSequence::FinishCalibration(const std::string& abortedLine, const std::string& completedLine) {
+void CalibrationSequence::FinishCalibration(const std::string& abortedLine,
+                                            const std::string& completedLine) {
   SharedTestState& t = ctx_.test;
   if (t.TestAbortRequest) {
     CalLog(abortedLine);
@@ -90,7 +98,8 @@ void CalibrationSequence::RunStep(const char* routine, const std::function<void(
   try {
     step();
   } catch (const std::exception& e) {
-    ctx_.log.LogException(e, std::string(routine) + "[" + std::to_string(ctx_.test.TestStage) + "]", 0);
+    ctx_.log.LogException(e, std::string(routine) + "[" + std::to_string(ctx_.test.TestStage) + "]",
+                          0);
   }
 }
 

@@ -26,7 +26,8 @@ void LoadCellCalibration::PerformLoadCellCalibration() {
 void LoadCellCalibration::Step() {
   SharedTestState& t = ctx_.test;
   t.TestCommandPending = false;
-  if (t.WizardFormShown) Form().lblLoadVal.SetCaption(VbFormat(ctx_.store.DyneTorque, "#0.00") + " ft-lb");
+  if (t.WizardFormShown)
+    Form().lblLoadVal.SetCaption(VbFormat(ctx_.store.DyneTorque, "#0.00") + " ft-lb");
   CheckAbortRequest();
   if (t.TestStage >= 0 && t.TestStage < kClosingStage) {
     RunStage(t.TestStage);
@@ -34,7 +35,8 @@ void LoadCellCalibration::Step() {
     CloseCalibration();
   } else if (t.TestStage == kFinishStage) {
     forms_.UnloadLoadCellForm();
-    FinishCalibration("**** Load Cell Calibration Aborted ****", "**** Load Cell Calibration Completed ****");
+    FinishCalibration("**** Load Cell Calibration Aborted ****",
+                      "**** Load Cell Calibration Completed ****");
   }
 }
 
@@ -131,8 +133,8 @@ void LoadCellCalibration::RunStage(int16_t stage) {
       next(9);
       break;
     case 9:
-      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowConnectDevicesPrompt, torque >= 20.0 && torque <= 70.0,
-                            Form().lblLoadVal)) {
+      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowConnectDevicesPrompt,
+                            torque >= 20.0 && torque <= 70.0, Form().lblLoadVal)) {
         return;
       }
       Form().lblSL2.SetBackColor(wizcolor::Red);
@@ -152,7 +154,8 @@ void LoadCellCalibration::RunStage(int16_t stage) {
       next(12);
       break;
     case 12:
-      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowPlace3WeightsPrompt, TorqueNearExpected(), Form().lblLoadVal)) {
+      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowPlace3WeightsPrompt, TorqueNearExpected(),
+                            Form().lblLoadVal)) {
         return;
       }
       Form().lblSL3.SetBackColor(wizcolor::Red);
@@ -166,7 +169,9 @@ void LoadCellCalibration::RunStage(int16_t stage) {
       next(14);
       break;
     case 14:
-      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowRemoveWeightsPrompt, torque <= 25.0, Form().lblLoadVal)) return;
+      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowRemoveWeightsPrompt, torque <= 25.0,
+                            Form().lblLoadVal))
+        return;
       Form().ShowProcessing();
       Form().lblSL4.SetBackColor(wizcolor::Red);
       SendCalCommand(cmd::AutoOffsetAdjustOn);
@@ -181,7 +186,8 @@ void LoadCellCalibration::RunStage(int16_t stage) {
       next(16);
       break;
     case 16:
-      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowPlace3WeightsPrompt, TorqueNearExpected(), Form().lblLoadVal)) {
+      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowPlace3WeightsPrompt, TorqueNearExpected(),
+                            Form().lblLoadVal)) {
         return;
       }
       Form().ShowProcessing();
@@ -192,7 +198,9 @@ void LoadCellCalibration::RunStage(int16_t stage) {
       next(17);
       break;
     case 17:
-      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowRemoveAllPrompt, torque <= 75.0, Form().lblLoadVal)) return;
+      if (!ReadyGatedPrompt(Form(), &WizardForm::ShowRemoveAllPrompt, torque <= 75.0,
+                            Form().lblLoadVal))
+        return;
       Form().lblSL6.SetBackColor(wizcolor::Red);
       Form().ShowProcessing();
       SendCalCommand(cmd::AutoOffsetAdjustOn);

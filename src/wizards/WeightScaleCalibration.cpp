@@ -11,7 +11,8 @@
 namespace tavkelo {
 
 float WeightScaleCalibration::NewAmplificationScale(float display, float currentScale) {
-  return static_cast<float>(kNominalLb / static_cast<double>(display) * static_cast<double>(currentScale));
+  return static_cast<float>(kNominalLb / static_cast<double>(display) *
+                            static_cast<double>(currentScale));
 }
 
 void WeightScaleCalibration::PerformWeightScaleCalibration() {
@@ -21,8 +22,9 @@ void WeightScaleCalibration::PerformWeightScaleCalibration() {
 void WeightScaleCalibration::Smooth(CalibrationRecord::ScaleRecord& scale, float rawWeight) {
   // First order, three quarters of the weight on the old value. Worked out in double so that a
   // steady reading stays exactly where it is.
-  scale.ScaleDisplay = static_cast<float>(
-      (static_cast<double>(rawWeight) - scale.ScaleOffset + 3.0 * static_cast<double>(scale.ScaleDisplay)) / 4.0);
+  scale.ScaleDisplay = static_cast<float>((static_cast<double>(rawWeight) - scale.ScaleOffset +
+                                           3.0 * static_cast<double>(scale.ScaleDisplay)) /
+                                          4.0);
 }
 
 WeightScaleCalibration::Side WeightScaleCalibration::LeftSide() {
@@ -49,7 +51,8 @@ void WeightScaleCalibration::Step() {
     CloseCalibration();
   } else if (t.TestStage == kFinishStage) {
     forms_.UnloadWeightScaleForm();
-    FinishCalibration("**** Weight Scale Calibration Aborted ****", "**** Weight Scale Calibration Completed ****");
+    FinishCalibration("**** Weight Scale Calibration Aborted ****",
+                      "**** Weight Scale Calibration Completed ****");
   }
 }
 
@@ -90,13 +93,14 @@ void WeightScaleCalibration::OffsetStage(const Side& side, const char* logLabel)
   ++ctx_.test.TestStage;
 }
 
-void WeightScaleCalibration::WeightsStage(const Side& side, float currentScale, uint8_t scaleVariable,
-                                          const char* logLabel) {
+void WeightScaleCalibration::WeightsStage(const Side& side, float currentScale,
+                                          uint8_t scaleVariable, const char* logLabel) {
   CalibrationRecord& r = record_;
   if (!r.WeightsSettling) {
     const float display = side.scale.ScaleDisplay;
     const bool ready = display >= kWeightsLowLb && display <= kWeightsHighLb;
-    if (!ReadyGatedPrompt(Form(), &WizardForm::ShowPlace5WeightsPrompt, ready, side.liveValue)) return;
+    if (!ReadyGatedPrompt(Form(), &WizardForm::ShowPlace5WeightsPrompt, ready, side.liveValue))
+      return;
     Form().StepLamp(side.calibrateLamp).SetBackColor(wizcolor::Red);
     Form().ShowProcessing();
     MarkStage();
@@ -130,9 +134,11 @@ void WeightScaleCalibration::RunStage(int16_t stage) {
       next(2);
       break;
     case 2: {
-      CalLog("**** Starting Weight Scale Calibration ****\r\n"
-             "            Current left  side amp scale: " + VbFormat(store.AmplificationScale2, "#0") + "\r\n" +
-             "            Current right side amp scale: " + VbFormat(store.AmplificationScale1, "#0"));
+      CalLog(
+          "**** Starting Weight Scale Calibration ****\r\n"
+          "            Current left  side amp scale: " +
+          VbFormat(store.AmplificationScale2, "#0") + "\r\n" +
+          "            Current right side amp scale: " + VbFormat(store.AmplificationScale1, "#0"));
       RememberForegroundWindow();
       forms_.UnloadWeightScaleForm();
       frmWSCal& form = Form();
@@ -171,7 +177,8 @@ void WeightScaleCalibration::RunStage(int16_t stage) {
       OffsetStage(LeftSide(), "Left Offset: ");
       break;
     case 8:
-      WeightsStage(LeftSide(), store.AmplificationScale2, var::AMPLIFICATION_SCALE2, "New left side amp scale: ");
+      WeightsStage(LeftSide(), store.AmplificationScale2, var::AMPLIFICATION_SCALE2,
+                   "New left side amp scale: ");
       break;
     case 9:
       // The left scale's write has been answered: its calibration is done.
@@ -187,7 +194,8 @@ void WeightScaleCalibration::RunStage(int16_t stage) {
       OffsetStage(RightSide(), "Right Offset: ");
       break;
     case 12:
-      WeightsStage(RightSide(), store.AmplificationScale1, var::AMPLIFICATION_SCALE1, "New right side amp scale: ");
+      WeightsStage(RightSide(), store.AmplificationScale1, var::AMPLIFICATION_SCALE1,
+                   "New right side amp scale: ");
       break;
     case 13:
       Form().lblSL5.SetBackColor(wizcolor::Green);

@@ -53,7 +53,8 @@ class WeightScaleCalibration : public CalibrationSequence {
   void RunStage(int16_t stage);
   void ConnectStage(const Side& side, ReadyPrompt prompt);
   void OffsetStage(const Side& side, const char* logLabel);
-  void WeightsStage(const Side& side, float currentScale, uint8_t scaleVariable, const char* logLabel);
+  void WeightsStage(const Side& side, float currentScale, uint8_t scaleVariable,
+                    const char* logLabel);
   static void Smooth(CalibrationRecord::ScaleRecord& scale, float rawWeight);
   frmWSCal& Form() { return forms_.WeightScaleForm(); }
 };

@@ -4,7 +4,8 @@
 
 namespace tavkelo {
 
-WizardControl::WizardControl(WizardForm& owner, std::string name, WizardControlKind kind, std::string caption)
+WizardControl::WizardControl(WizardForm& owner, std::string name, WizardControlKind kind,
+                             std::string caption)
     : owner_(owner) {
   state_.Name = std::move(name);
   state_.Kind = kind;

@@ -46,11 +46,12 @@ WizardForm::WizardForm(const Design& design, SharedTestState& test, Notices& not
       test_(test),
       notices_(notices),
       revision_(revision) {
-  controls_ = {&cmdHelp,      &cmdAbort,     &cmdContinue,  &lblInstLine9, &lblInstLine8, &lblInstLine7,
-               &lblInstLine6, &lblInstLine5, &lblInstLine4, &lblInstLine3, &lblInstLine2, &lblInstLine1,
-               &lblInstFrame, &lblNVVal,     &lblNV,        &lblST6,       &lblSL6,       &lblST5,
-               &lblSL5,       &lblST4,       &lblSL4,       &lblST3,       &lblSL3,       &lblST2,
-               &lblSL2,       &lblST1,       &lblSL1};
+  controls_ = {&cmdHelp,      &cmdAbort,     &cmdContinue,  &lblInstLine9, &lblInstLine8,
+               &lblInstLine7, &lblInstLine6, &lblInstLine5, &lblInstLine4, &lblInstLine3,
+               &lblInstLine2, &lblInstLine1, &lblInstFrame, &lblNVVal,     &lblNV,
+               &lblST6,       &lblSL6,       &lblST5,       &lblSL5,       &lblST4,
+               &lblSL4,       &lblST3,       &lblSL3,       &lblST2,       &lblSL2,
+               &lblST1,       &lblSL1};
   // Continue appears only when a prompt waits for it.
   cmdContinue.SetVisible(false);
 }
@@ -97,48 +98,78 @@ void WizardForm::Form_Load() {
   Touch();
 }
 
-void WizardForm::cmdContinue_Click() { test_.WizardContinuePressed = true; }
+void WizardForm::cmdContinue_Click() {
+  test_.WizardContinuePressed = true;
+}
 
-void WizardForm::cmdAbort_Click() { test_.TestAbortRequest = true; }
+void WizardForm::cmdAbort_Click() {
+  test_.TestAbortRequest = true;
+}
 
-void WizardForm::cmdHelp_Click() { notices_.MessageBox(kHelpText, 0); }
+void WizardForm::cmdHelp_Click() {
+  notices_.MessageBox(kHelpText, 0);
+}
 
 WizardControl& WizardForm::InstLine(int n) {
   switch (n) {
-    case 1: return lblInstLine1;
-    case 2: return lblInstLine2;
-    case 3: return lblInstLine3;
-    case 4: return lblInstLine4;
-    case 5: return lblInstLine5;
-    case 6: return lblInstLine6;
-    case 7: return lblInstLine7;
-    case 8: return lblInstLine8;
-    case 9: return lblInstLine9;
-    default: throw std::out_of_range("InstLine " + std::to_string(n));
+    case 1:
+      return lblInstLine1;
+    case 2:
+      return lblInstLine2;
+    case 3:
+      return lblInstLine3;
+    case 4:
+      return lblInstLine4;
+    case 5:
+      return lblInstLine5;
+    case 6:
+      return lblInstLine6;
+    case 7:
+      return lblInstLine7;
+    case 8:
+      return lblInstLine8;
+    case 9:
+      return lblInstLine9;
+    default:
+      throw std::out_of_range("InstLine " + std::to_string(n));
   }
 }
 
 WizardControl& WizardForm::StepName(int n) {
   switch (n) {
-    case 1: return lblST1;
-    case 2: return lblST2;
-    case 3: return lblST3;
-    case 4: return lblST4;
-    case 5: return lblST5;
-    case 6: return lblST6;
-    default: throw std::out_of_range("StepName " + std::to_string(n));
+    case 1:
+      return lblST1;
+    case 2:
+      return lblST2;
+    case 3:
+      return lblST3;
+    case 4:
+      return lblST4;
+    case 5:
+      return lblST5;
+    case 6:
+      return lblST6;
+    default:
+      throw std::out_of_range("StepName " + std::to_string(n));
   }
 }
 
 WizardControl& WizardForm::StepLamp(int n) {
   switch (n) {
-    case 1: return lblSL1;
-    case 2: return lblSL2;
-    case 3: return lblSL3;
-    case 4: return lblSL4;
-    case 5: return lblSL5;
-    case 6: return lblSL6;
-    default: throw std::out_of_range("StepLamp " + std::to_string(n));
+    case 1:
+      return lblSL1;
+    case 2:
+      return lblSL2;
+    case 3:
+      return lblSL3;
+    case 4:
+      return lblSL4;
+    case 5:
+      return lblSL5;
+    case 6:
+      return lblSL6;
+    default:
+      throw std::out_of_range("StepLamp " + std::to_string(n));
   }
 }
 
@@ -186,7 +217,10 @@ void WizardForm::ShowClearDynePrompt() {
 
 void WizardForm::ShowConnectDevicesPrompt(bool ready) {
   ClearInstructions();
-  SetLines({{1, "Connect calibration"}, {2, " devices including"}, {3, " weight tray."}, {5, "DO NOT place weights."}});
+  SetLines({{1, "Connect calibration"},
+            {2, " devices including"},
+            {3, " weight tray."},
+            {5, "DO NOT place weights."}});
   ShowContinuePrompt(ready);
 }
 

@@ -33,8 +33,8 @@ class WizardForm {
   struct Design {
     const char* name;
     const char* caption;
-    const char* nominalValue;     // lblNVVal
-    const char* nominalCaption;   // lblNV
+    const char* nominalValue;    // lblNVVal
+    const char* nominalCaption;  // lblNV
     std::array<const char*, 6> stepNames;
   };
 
@@ -109,11 +109,13 @@ class WizardForm {
   WizardControl lblInstFrame;
   WizardControl lblNVVal;
   WizardControl lblNV;
-  WizardControl lblST6, lblSL6, lblST5, lblSL5, lblST4, lblSL4, lblST3, lblSL3, lblST2, lblSL2, lblST1, lblSL1;
+  WizardControl lblST6, lblSL6, lblST5, lblSL5, lblST4, lblSL4, lblST3, lblSL3, lblST2, lblSL2,
+      lblST1, lblSL1;
 
  protected:
   // `revision`, when given, is counted up together with the form's own change counter.
-  WizardForm(const Design& design, SharedTestState& test, Notices& notices, std::atomic<uint64_t>* revision);
+  WizardForm(const Design& design, SharedTestState& test, Notices& notices,
+             std::atomic<uint64_t>* revision);
   // Appends a form's own control to the control order.
   void AddControl(WizardControl& control) { controls_.push_back(&control); }
 

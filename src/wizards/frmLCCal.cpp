@@ -14,7 +14,8 @@ const WizardForm::Design kDesign{
 }  // namespace
 
 frmLCCal::frmLCCal(SharedTestState& test, Notices& notices, std::atomic<uint64_t>* revision)
-    : WizardForm(kDesign, test, notices, revision), lblLoadVal(*this, "lblLoadVal", WizardControlKind::Label, "0.00 ft-lb") {
+    : WizardForm(kDesign, test, notices, revision),
+      lblLoadVal(*this, "lblLoadVal", WizardControlKind::Label, "0.00 ft-lb") {
   AddControl(lblLoadVal);
 }
 

@@ -8,8 +8,8 @@ const WizardForm::Design kDesign{
     "Kelo Dynamometer Left and Right Weight Scale Calibration",
     "441 lbs",
     "Calibration nominal value:",
-    {"Lift up", "Compensate cal. device (Left)", "Calibrate (Left)", "Compensate cal. device (Right)",
-     "Calibrate (Right)", "Lift down"},
+    {"Lift up", "Compensate cal. device (Left)", "Calibrate (Left)",
+     "Compensate cal. device (Right)", "Calibrate (Right)", "Lift down"},
 };
 constexpr WizardControlKind kLabel = WizardControlKind::Label;
 }  // namespace

@@ -14,16 +14,28 @@ TEST(TwoClients, CommandChainsNeverInterleaveOnTheWire) {
   test::InterfaceFixture f;
   auto a = f.NewInterface();
   ASSERT_TRUE(a->Connect());
-  auto b = f.NewInterface();  // a second object: its creation closes the shared port, as it always has
+  auto b =
+      f.NewInterface();  // a second object: its creation closes the shared port, as it always has
   ASSERT_TRUE(b->Connect());
   f.loop.PumpFor(1500);
   size_t before = f.RequestCount();
   QRTXErrorConstants ra = gQRTXErrCommError, rb = gQRTXErrCommError;
   bool readDuringA = false;
   bool aRunning = false;
-  f.loop.Post([&] { aRunning = true; ra = a->SaveCalibrationToFLASH(); aRunning = false; }, CallKind::CanWait);
+  f.loop.Post(
+      [&] {
+        aRunning = true;
+        ra = a->SaveCalibrationToFLASH();
+        aRunning = false;
+      },
+      CallKind::CanWait);
   f.loop.Post([&] { rb = b->GetVehSimTestParameters(); }, CallKind::CanWait);
-  f.loop.Post([&] { b->PrimarySpeedMPH(); readDuringA = aRunning; }, CallKind::NeverWaits);
+  f.loop.Post(
+      [&] {
+        b->PrimarySpeedMPH();
+        readDuringA = aRunning;
+      },
+      CallKind::NeverWaits);
   f.loop.PumpFor(10000);
   EXPECT_EQ(ra, gQRTXErrNoError);
   EXPECT_EQ(rb, gQRTXErrNoError);
@@ -31,8 +43,8 @@ TEST(TwoClients, CommandChainsNeverInterleaveOnTheWire) {
   std::string wire;  // a letter a request: A and B for the two chains' parts, "-" for anything else
   for (const auto& n : f.RequestNames(before)) {
     bool aPart = n.rfind("F0", 0) == 0;  // writes of 51, 52, 53, 98, 99
-    bool bPart = n == "E202" || n == "E203" || n == "E204" || n == "E205" || n == "E212" || n == "E213" ||
-                 n == "E214";
+    bool bPart = n == "E202" || n == "E203" || n == "E204" || n == "E205" || n == "E212" ||
+                 n == "E213" || n == "E214";
     wire += aPart ? 'A' : bPart ? 'B' : '-';
   }
   EXPECT_TRUE(std::regex_match(wire, std::regex("-*AAAAA-*BBBBBBB-*"))) << wire;

@@ -24,15 +24,19 @@ TEST(Connect, ReadsTheInformationGrantsAccessAndSetsTheTorqueReleaseToTwentyWhen
     EXPECT_TRUE(k->AutoUpdateEnabled());
     EXPECT_TRUE(f.sim.WriteAccess());
     std::vector<std::string> names = f.RequestNames();
-    std::vector<std::string> expected = {"E000", "E006", "E001", "E051",         "E052",
-                                         "E053", "E098", "E099", "D",    "F000=4127.00", "E030"};
+    std::vector<std::string> expected = {"E000", "E006", "E001", "E051",         "E052", "E053",
+                                         "E098", "E099", "D",    "F000=4127.00", "E030"};
     if (release != 20.0) expected.push_back("F030=20");
     ASSERT_GE(names.size(), expected.size());
-    EXPECT_EQ(std::vector<std::string>(names.begin(), names.begin() + expected.size()), expected) << release;
-    EXPECT_EQ(std::count_if(names.begin(), names.end(), [](const std::string& n) { return n.rfind("F030", 0) == 0; }),
+    EXPECT_EQ(std::vector<std::string>(names.begin(), names.begin() + expected.size()), expected)
+        << release;
+    EXPECT_EQ(std::count_if(names.begin(), names.end(),
+                            [](const std::string& n) { return n.rfind("F030", 0) == 0; }),
               release != 20.0 ? 1 : 0);
-    EXPECT_TRUE(f.LogContains("clsKeloInterface: Connect - 'COM1'  Settings: 9600,N,8,1  ... Success"));
-    EXPECT_TRUE(f.LogContains("**** Current Dyne Information ****\r\n           Firmware_Version: 3.12\r\n"));
+    EXPECT_TRUE(
+        f.LogContains("clsKeloInterface: Connect - 'COM1'  Settings: 9600,N,8,1  ... Success"));
+    EXPECT_TRUE(f.LogContains(
+        "**** Current Dyne Information ****\r\n           Firmware_Version: 3.12\r\n"));
 
     // Disconnecting withdraws the access code and closes the port.
     k->DisConnect();
@@ -61,8 +65,9 @@ TEST(Connect, TheDiameterAndTheInertiaReadAreBounded) {
   };
   const Case cases[] = {
       {2173, 907, 8.555f, 907 * 2.20462f, false},
-      {2540, 907, 8.555f, 907 * 2.20462f, false},  // 10.0 in passes the first bound, the second clamps it
-      {2173, 3500 / 2.20462, 8.555f, 2000.0f, false},  // 3500 lb is replaced by 2000
+      {2540, 907, 8.555f, 907 * 2.20462f,
+       false},  // 10.0 in passes the first bound, the second clamps it
+      {2173, 3500 / 2.20462, 8.555f, 2000.0f, false},    // 3500 lb is replaced by 2000
       {6.9 * 254.0, 907, 8.555f, 907 * 2.20462f, true},  // invalid information, clamped
       {12 * 254.0, 300, 8.555f, 2000.0f, true},          // replaced at once
       {9.0 * 254.0, 1200 / 2.20462, 9.0f, 1200.0f, false},
@@ -73,7 +78,8 @@ TEST(Connect, TheDiameterAndTheInertiaReadAreBounded) {
     ASSERT_TRUE(k->Connect());
     EXPECT_NEAR(k->RollDiameter(), c.diameterIn, 1e-3) << c.diameter01mm;
     EXPECT_NEAR(k->TWDEquivalentWeight(), c.inertiaLb, 1.0) << c.inertiaKg;
-    EXPECT_EQ(f.LogContains("clsKeloInterface: ReadDyneInformation-ERROR-Code:2"), c.invalid) << c.diameter01mm;
+    EXPECT_EQ(f.LogContains("clsKeloInterface: ReadDyneInformation-ERROR-Code:2"), c.invalid)
+        << c.diameter01mm;
   }
 }
 
@@ -89,7 +95,8 @@ TEST(Connect, AFailedHandshakeOrAPortThatCannotOpenLeavesItDisconnected) {
   EXPECT_FALSE(k->Connect());
   EXPECT_FALSE(k->Connected());
   EXPECT_FALSE(k->AutoUpdateEnabled());
-  EXPECT_TRUE(f.LogContains("clsKeloInterface: Connect - 'COM1'  Settings: 9600,N,8,1  ... Fail. Kelo Comm Error[4]"));
+  EXPECT_TRUE(f.LogContains(
+      "clsKeloInterface: Connect - 'COM1'  Settings: 9600,N,8,1  ... Fail. Kelo Comm Error[4]"));
   size_t before = f.RequestCount();
   f.loop.PumpFor(5000);
   EXPECT_EQ(f.RequestCount(), before) << "no poller after a failed connect";
@@ -108,7 +115,8 @@ TEST(Update, RefreshesOnceOnlyWhileAutomaticUpdatesAreOff) {
   f.loop.PumpFor(2000);
   before = f.RequestCount();
   EXPECT_TRUE(k->Update());
-  EXPECT_EQ(f.RequestNames(before), (std::vector<std::string>{"D", "C", "E210", "E225", "E217", "E216", "E224", "E222"}));
+  EXPECT_EQ(f.RequestNames(before),
+            (std::vector<std::string>{"D", "C", "E210", "E225", "E217", "E216", "E224", "E222"}));
 }
 
 TEST(AutoUpdate, AWriteIsIgnoredUnderARunningSequenceOrWhileAsleep) {

@@ -36,7 +36,8 @@ TEST_F(Methods, RaiseLiftsUpToHalfAMilePerHour) {
   EXPECT_EQ(k->RaiseLifts(true, false), gQRTXErrNoError);
   EXPECT_EQ(f.RequestNames(before), std::vector<std::string>{"5"});
   EXPECT_TRUE(k->LiftEnable());
-  EXPECT_EQ(k->RaiseLifts(false, true), gQRTXErrInvalidParameter) << "a four-wheel-drive lift alone";
+  EXPECT_EQ(k->RaiseLifts(false, true), gQRTXErrInvalidParameter)
+      << "a four-wheel-drive lift alone";
   EXPECT_EQ(k->LowerLifts(false, true), gQRTXErrInvalidParameter);
   EXPECT_EQ(k->LowerLifts(true, false), gQRTXErrNoError);
   EXPECT_FALSE(k->LiftEnable());
@@ -45,7 +46,8 @@ TEST_F(Methods, RaiseLiftsUpToHalfAMilePerHour) {
 TEST_F(Methods, CommandsWithoutALinkReturnNoLinkAndSendNothing) {
   const std::pair<const char*, std::function<QRTXErrorConstants()>> calls[] = {
       {"RaiseLifts", [&] { return k->RaiseLifts(true, false); }},
-      {"SetSystemParameter", [&] { return k->SetSystemParameter(gQRTXSPITWDEquivalentWeight, 2000); }},
+      {"SetSystemParameter",
+       [&] { return k->SetSystemParameter(gQRTXSPITWDEquivalentWeight, 2000); }},
       {"StartTest", [&] { return k->StartTest(gQRTXTIWarmup); }},
       {"StopTest", [&] { return k->StopTest(); }},
       {"SpanAnalogInput", [&] { return k->SpanAnalogInput(gQRTXAIIPAU1Torque); }},
@@ -61,16 +63,20 @@ TEST_F(Methods, WarmupTimeIsRoundedClampedAndChecked) {
     QRTXErrorConstants result;
     float stored;
   };
-  const Case cases[] = {{300.0f, gQRTXErrNoError, 300.0f},   {9.4f, gQRTXErrInvalidParameter, 300.0f},
-                        {10.0f, gQRTXErrNoError, 10.0f},     {12.5f, gQRTXErrNoError, 12.0f},
-                        {13.5f, gQRTXErrNoError, 14.0f},     {250000.0f, gQRTXErrNoError, 99999.0f},
+  const Case cases[] = {{300.0f, gQRTXErrNoError, 300.0f},
+                        {9.4f, gQRTXErrInvalidParameter, 300.0f},
+                        {10.0f, gQRTXErrNoError, 10.0f},
+                        {12.5f, gQRTXErrNoError, 12.0f},
+                        {13.5f, gQRTXErrNoError, 14.0f},
+                        {250000.0f, gQRTXErrNoError, 99999.0f},
                         {-5.0f, gQRTXErrInvalidParameter, 99999.0f}};
   for (const auto& c : cases) {
     EXPECT_EQ(k->SetWarmupTestParameters(c.seconds), c.result) << c.seconds;
     EXPECT_EQ(k->WarmupTestTimeSeconds(), c.stored) << c.seconds;
   }
   EXPECT_TRUE(f.LogContains("clsKeloInterface: SetWarmupTestParameters[99999 seconds] - No Error"));
-  EXPECT_TRUE(f.LogContains("clsKeloInterface: SetWarmupTestParameters[9 seconds] - Dev: Invalid Parameter"));
+  EXPECT_TRUE(f.LogContains(
+      "clsKeloInterface: SetWarmupTestParameters[9 seconds] - Dev: Invalid Parameter"));
 }
 
 TEST_F(Methods, ParasiticsSpeedsAreCheckedAndOnlyStored) {
@@ -78,10 +84,11 @@ TEST_F(Methods, ParasiticsSpeedsAreCheckedAndOnlyStored) {
     float top, bottom;
     QRTXErrorConstants result;
   };
-  const Case cases[] = {{30, 10, gQRTXErrNoError}, {30, 12, gQRTXErrInvalidParameter},
+  const Case cases[] = {{30, 10, gQRTXErrNoError},          {30, 12, gQRTXErrInvalidParameter},
                         {61, 10, gQRTXErrInvalidParameter}, {15, 10, gQRTXErrNoError},
-                        {60, 10, gQRTXErrNoError}, {14.9f, 10, gQRTXErrInvalidParameter}};
-  for (const auto& c : cases) EXPECT_EQ(k->SetParasiticsTestParameters(c.top, c.bottom), c.result) << c.top;
+                        {60, 10, gQRTXErrNoError},          {14.9f, 10, gQRTXErrInvalidParameter}};
+  for (const auto& c : cases)
+    EXPECT_EQ(k->SetParasiticsTestParameters(c.top, c.bottom), c.result) << c.top;
   EXPECT_EQ(k->ParasiticsTestTopSpeedMPH(), 60.0f);
   EXPECT_EQ(k->ParasiticsTestBottomSpeedMPH(), 10.0f);
   EXPECT_EQ(f.RequestCount(), 0u);
@@ -104,8 +111,11 @@ TEST_F(Methods, CoastdownWindowsAreValidatedWithMinus55AsTheLowWindowsSpecialLoa
                         {30, 20, 100, 20, 10, 100, gQRTXErrNoError},
                         {30, 20, 8, 20, 10, 100.5f, gQRTXErrInvalidParameter}};
   for (const auto& c : cases) {
-    const std::string label = std::to_string(c.hiLo) + " " + std::to_string(c.hiHp) + " " + std::to_string(c.loHp);
-    EXPECT_EQ(k->SetCoastdownTestParameters(c.hiHi, c.hiLo, c.hiHp, c.loHi, c.loLo, c.loHp), c.result) << label;
+    const std::string label =
+        std::to_string(c.hiLo) + " " + std::to_string(c.hiHp) + " " + std::to_string(c.loHp);
+    EXPECT_EQ(k->SetCoastdownTestParameters(c.hiHi, c.hiLo, c.hiHp, c.loHi, c.loLo, c.loHp),
+              c.result)
+        << label;
     if (c.result == gQRTXErrNoError) {
       EXPECT_EQ(k->CDTestHiWinBottomSpeed(), c.hiLo) << label;
       EXPECT_EQ(k->CDTestLoWinTargetLoadHP(), c.loHp) << label;
@@ -122,9 +132,10 @@ TEST_F(Methods, StartTestIsRefusedWhileTheMotorRunsAndSaysWhy) {
   EXPECT_EQ(k->StartTest(gQRTXTIWarmup), gQRTXErrCantStartTestNow);
   EXPECT_EQ(k->CurTest(), gQRTXTINoTest);
   EXPECT_TRUE(f.LogContains("clsKeloInterface: StartTest(Warm-Up) - Dev: Cant Start Test Now"));
-  EXPECT_TRUE(f.LogContains("\r\n     Status     : 0100000000000001\r\n     CurrentTest: No Test\r\n"
-                            "     LTCS       : 0\r\n     PDTS_CS    : 3\r\n     LCWS_CS    : 3\r\n"
-                            "     Motor      : On\r\n     LiftTarget : Lower\r\n     DyneError  : False"));
+  EXPECT_TRUE(
+      f.LogContains("\r\n     Status     : 0100000000000001\r\n     CurrentTest: No Test\r\n"
+                    "     LTCS       : 0\r\n     PDTS_CS    : 3\r\n     LCWS_CS    : 3\r\n"
+                    "     Motor      : On\r\n     LiftTarget : Lower\r\n     DyneError  : False"));
 }
 
 TEST_F(Methods, StartTestSetsTheSharedTestState) {
@@ -170,7 +181,8 @@ TEST(StopTest, SwitchesOffWhatATargetTestSwitchedOnOrEverythingWithNoTest) {
     EXPECT_EQ(commands, c.commands) << c.running;
     if (c.running != gQRTXTINoTest) {
       // A target test stopped by the client ends as completed, never as aborted.
-      EXPECT_TRUE(f.loop.PumpUntil([&] { return k->CurTest() == gQRTXTINoTest; }, 5000)) << c.running;
+      EXPECT_TRUE(f.loop.PumpUntil([&] { return k->CurTest() == gQRTXTINoTest; }, 5000))
+          << c.running;
       EXPECT_EQ(k->LastTestCompletionStatus(), gQRTXLTCSICompleted) << c.running;
       EXPECT_EQ(f.sim.Plant().Mode(), MachineMode::Off) << c.running;
       EXPECT_FALSE(f.sim.Plant().Switches().beltCompensation) << c.running;
@@ -183,11 +195,16 @@ TEST_F(Methods, SettersCheckTheirArgumentsAndWriteTheController) {
   EXPECT_EQ(k->SetConstantLoadTestParameters(1000.5f, 0), gQRTXErrInvalidParameter);
   EXPECT_EQ(k->SetConstantSpeedTestParameters(100.5f, 0), gQRTXErrInvalidParameter);
   EXPECT_EQ(k->SetConstantPowerTestParameters(100.5f, 0), gQRTXErrInvalidParameter);
-  EXPECT_EQ(k->SetASMTestParameters(static_cast<QRTXASMTestModeIndeces>(2), 1, 1, 1, 1), gQRTXErrInvalidParameter);
-  EXPECT_EQ(k->SetConstantTargetTestingMode(static_cast<QRTXCTTModeIndeces>(4)), gQRTXErrInvalidParameter);
-  EXPECT_EQ(k->SetSystemParameter(gQRTXSPIRollDiameter, 9.0f), gQRTXErrNoError) << "accepted, not written";
-  EXPECT_EQ(k->SetSystemParameter(static_cast<QRTXSysParamIndeces>(19), 1.0f), gQRTXErrInvalidParameter);
-  EXPECT_EQ(k->SpanAnalogInput(gQRTXAIIFrameTemp), gQRTXErrInvalidParameter) << "no calibration for this input";
+  EXPECT_EQ(k->SetASMTestParameters(static_cast<QRTXASMTestModeIndeces>(2), 1, 1, 1, 1),
+            gQRTXErrInvalidParameter);
+  EXPECT_EQ(k->SetConstantTargetTestingMode(static_cast<QRTXCTTModeIndeces>(4)),
+            gQRTXErrInvalidParameter);
+  EXPECT_EQ(k->SetSystemParameter(gQRTXSPIRollDiameter, 9.0f), gQRTXErrNoError)
+      << "accepted, not written";
+  EXPECT_EQ(k->SetSystemParameter(static_cast<QRTXSysParamIndeces>(19), 1.0f),
+            gQRTXErrInvalidParameter);
+  EXPECT_EQ(k->SpanAnalogInput(gQRTXAIIFrameTemp), gQRTXErrInvalidParameter)
+      << "no calibration for this input";
   EXPECT_TRUE(f.LogContains("clsKeloInterface: SpanAnalogInput(Not Implemented)"));
   EXPECT_EQ(f.ctx->test.CurCalibration, calibration::None);
   EXPECT_EQ(k->SetConstantPowerTestParameters(12.0f, 1.0f), gQRTXErrNoError);
@@ -195,10 +212,12 @@ TEST_F(Methods, SettersCheckTheirArgumentsAndWriteTheController) {
   for (const auto& n : f.RequestNames()) {
     if (n[0] == 'F' && n.rfind("F000=", 0) != 0 && n.rfind("F030=", 0) != 0) writes.push_back(n);
   }
-  EXPECT_EQ(writes, (std::vector<std::string>{"F228=12.0", "F229=0.0", "F230=15.0"})) << "only the power target's";
+  EXPECT_EQ(writes, (std::vector<std::string>{"F228=12.0", "F229=0.0", "F230=15.0"}))
+      << "only the power target's";
   EXPECT_EQ(k->ConstantTargetTestPowerTarget(), 12.0f);
-  EXPECT_TRUE(f.LogContains("clsKeloInterface: SetConstantPowerTestParameters...\r\n"
-                            "                  Power HP: 12.00 - No Error"));
+  EXPECT_TRUE(
+      f.LogContains("clsKeloInterface: SetConstantPowerTestParameters...\r\n"
+                    "                  Power HP: 12.00 - No Error"));
   EXPECT_EQ(k->SetConstantSpeedTestParameters(40.0f, 1.0f), gQRTXErrNoError);
   EXPECT_NEAR(*f.sim.VariableValue(200), 40.0, 1e-6);
   EXPECT_EQ(k->SetASMTestParameters(gQRTXASMTMI2525, 10, 2, 12, 3), gQRTXErrNoError);
@@ -232,7 +251,9 @@ TEST_F(Methods, PlaceholderPropertiesReturnTheirFixedResults) {
   };
   for (const auto& cs : cases) {
     EXPECT_EQ(cs.call(), cs.result) << cs.name;
-    EXPECT_EQ(f.LogContains(std::string("clsKeloInterface: ") + cs.name + "(Not Implemented)\r\n"), cs.logs) << cs.name;
+    EXPECT_EQ(f.LogContains(std::string("clsKeloInterface: ") + cs.name + "(Not Implemented)\r\n"),
+              cs.logs)
+        << cs.name;
   }
   EXPECT_EQ(f.RequestCount(), 0u) << "placeholders send nothing";
 }
@@ -246,17 +267,22 @@ TEST_F(Methods, EveryPlaceholderMethodReturnsItsFixedResultAndSendsNothing) {
     std::vector<const char*> names;
   };
   const Case cases[] = {
-      {1, true,
-       {"GetAnalogInputCalibration", "SetAnalogInputCalibration", "ZeroAnalogInput", "GetPIDConstants",
-        "GetManualLoadTestParameters", "SetManualLoadTestParameters", "GetVehSimTestHPIntWinErrors",
-        "GetVehSimTestHPIntWinParameters", "SetVehSimTestHPIntWinParameters"}},
-      {0, true,
-       {"PositiveVoltageSpanAnalogInput", "NegativeVoltageSpanAnalogInput", "SetPIDConstants", "ResetPIDValues",
-        "ResetParasitics", "ResetVehSimTestHPIntWinErrors", "ResetVehSimTestISE", "SetFWDBaseDistance",
-        "SetFWDBaseState", "RetractFWDBaseToLimit", "StopFWDBase", "StopRestraints"}},
+      {1,
+       true,
+       {"GetAnalogInputCalibration", "SetAnalogInputCalibration", "ZeroAnalogInput",
+        "GetPIDConstants", "GetManualLoadTestParameters", "SetManualLoadTestParameters",
+        "GetVehSimTestHPIntWinErrors", "GetVehSimTestHPIntWinParameters",
+        "SetVehSimTestHPIntWinParameters"}},
+      {0,
+       true,
+       {"PositiveVoltageSpanAnalogInput", "NegativeVoltageSpanAnalogInput", "SetPIDConstants",
+        "ResetPIDValues", "ResetParasitics", "ResetVehSimTestHPIntWinErrors", "ResetVehSimTestISE",
+        "SetFWDBaseDistance", "SetFWDBaseState", "RetractFWDBaseToLimit", "StopFWDBase",
+        "StopRestraints"}},
       {1, true, {"StartUsingLiveData"}},
       {0, true, {"StartFakeDataPlayBack"}},
-      {0, false,
+      {0,
+       false,
        {"CenterRestraints", "EdgeRestraints", "ExtendFWDBaseToLimit", "GetCoastdownTestParameters",
         "GetParasiticsCurves", "GetParasiticsTestParameters", "GetWarmupTestParameters"}},
   };
@@ -277,18 +303,36 @@ TEST_F(Methods, EveryPlaceholderMethodReturnsItsFixedResultAndSendsNothing) {
       std::vector<AutoValue> args;
       for (const ParamInfo& p : member->params) {
         switch (p.type.type) {
-          case AutoType::Boolean: args.emplace_back(false); break;
-          case AutoType::Byte: args.emplace_back(uint8_t{0}); break;
-          case AutoType::Integer: args.emplace_back(int16_t{0}); break;
-          case AutoType::Long: args.emplace_back(int32_t{0}); break;
-          case AutoType::Enum: args.emplace_back(int32_t{1}); break;
-          case AutoType::Single: args.emplace_back(0.0f); break;
-          case AutoType::String: args.emplace_back(std::string("x")); break;
-          case AutoType::Void: args.emplace_back(); break;
+          case AutoType::Boolean:
+            args.emplace_back(false);
+            break;
+          case AutoType::Byte:
+            args.emplace_back(uint8_t{0});
+            break;
+          case AutoType::Integer:
+            args.emplace_back(int16_t{0});
+            break;
+          case AutoType::Long:
+            args.emplace_back(int32_t{0});
+            break;
+          case AutoType::Enum:
+            args.emplace_back(int32_t{1});
+            break;
+          case AutoType::Single:
+            args.emplace_back(0.0f);
+            break;
+          case AutoType::String:
+            args.emplace_back(std::string("x"));
+            break;
+          case AutoType::Void:
+            args.emplace_back();
+            break;
         }
       }
       EXPECT_EQ(number(member->invoke(*k, args)), c.result) << name;
-      EXPECT_EQ(f.LogContains(std::string("clsKeloInterface: ") + name + "(Not Implemented)\r\n"), c.logs) << name;
+      EXPECT_EQ(f.LogContains(std::string("clsKeloInterface: ") + name + "(Not Implemented)\r\n"),
+                c.logs)
+          << name;
       EXPECT_FALSE(f.LogContains(std::string("clsKeloInterface: ") + name + "...")) << name;
     }
   }

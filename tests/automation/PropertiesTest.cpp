@@ -27,7 +27,8 @@ TEST_F(Properties, AnOverTemperatureReachesClientsOnlyAfterFiveSeconds) {
     int64_t bitAtUs = -1, seenAtUs = -1;
     for (int i = 0; i < 2000 && seenAtUs < 0; ++i) {
       f.loop.PumpFor(10);
-      if (bitAtUs < 0 && (f.sim.StatusWord() & (1u << status::OverTemperature)) != 0) bitAtUs = f.loop.NowUs();
+      if (bitAtUs < 0 && (f.sim.StatusWord() & (1u << status::OverTemperature)) != 0)
+        bitAtUs = f.loop.NowUs();
       if (k->MotorOverTemp()) seenAtUs = f.loop.NowUs();
     }
     return std::make_pair(bitAtUs, seenAtUs);

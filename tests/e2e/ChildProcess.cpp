@@ -37,7 +37,8 @@ ChildProcess::ChildProcess(std::vector<std::string> argv, const Environment& env
   char errPath[] = "/tmp/tavkelo-e2e-stderr-XXXXXX";
   int errFd = ::mkostemp(errPath, O_CLOEXEC);
   int outPipe[2];
-  if (errFd < 0 || ::pipe2(outPipe, O_CLOEXEC) != 0) throw std::runtime_error("mkostemp or pipe2 failed");
+  if (errFd < 0 || ::pipe2(outPipe, O_CLOEXEC) != 0)
+    throw std::runtime_error("mkostemp or pipe2 failed");
   errPath_ = errPath;
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -101,13 +102,16 @@ std::string ChildProcess::Stdout() const {
   return out_;
 }
 
-std::string ChildProcess::Stderr() const { return test::ReadFile(errPath_); }
+std::string ChildProcess::Stderr() const {
+  return test::ReadFile(errPath_);
+}
 
 std::optional<std::string> ChildProcess::WaitForLine(const std::string& text, Millis timeout) {
   std::unique_lock<std::mutex> lock(mutex_);
   std::optional<std::string> found;
   changed_.wait_for(lock, timeout, [&] {
-    for (size_t start = 0, end; (end = out_.find('\n', start)) != std::string::npos; start = end + 1) {
+    for (size_t start = 0, end; (end = out_.find('\n', start)) != std::string::npos;
+         start = end + 1) {
       if (out_.substr(start, end - start).find(text) != std::string::npos) {
         found = out_.substr(start, end - start);
         return true;

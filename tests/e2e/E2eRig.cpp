@@ -19,7 +19,8 @@ E2eRig::E2eRig() {
   static int counter = 0;
   instance_ = "e2e-" + std::to_string(::getpid()) + "-" + std::to_string(++counter) + "-" +
               std::to_string(std::random_device()() % 100000);
-  for (const std::string& d : {DataDir(), RuntimeDir(), ConfigDir(), dir_.Path() + "/home"}) fs::create_directories(d);
+  for (const std::string& d : {DataDir(), RuntimeDir(), ConfigDir(), dir_.Path() + "/home"})
+    fs::create_directories(d);
 }
 
 E2eRig::~E2eRig() {
@@ -53,7 +54,8 @@ std::vector<std::string> E2eRig::LogFiles() const {
   std::vector<std::string> files;
   for (const auto& entry : fs::directory_iterator(DataDir())) {
     std::string name = entry.path().filename().string();
-    if (name.rfind("KELO_", 0) == 0 && entry.path().extension() == ".LOG") files.push_back(entry.path().string());
+    if (name.rfind("KELO_", 0) == 0 && entry.path().extension() == ".LOG")
+      files.push_back(entry.path().string());
   }
   std::sort(files.begin(), files.end());
   return files;
@@ -68,7 +70,8 @@ std::string E2eRig::LogText() const {
 int E2eRig::LogCount(const std::string& text) const {
   std::string all = LogText();
   int count = 0;
-  for (size_t pos = all.find(text); pos != std::string::npos; pos = all.find(text, pos + 1)) ++count;
+  for (size_t pos = all.find(text); pos != std::string::npos; pos = all.find(text, pos + 1))
+    ++count;
   return count;
 }
 
@@ -85,14 +88,17 @@ std::string E2eRig::StartSim(bool tcp) {
   throw std::runtime_error("kelo-sim serves somewhere else: " + *line);
 }
 
-E2eRig::Server E2eRig::StartServer(const std::vector<std::string>& args, const std::string& listen) {
-  std::vector<std::string> argv{kServerExe, "--instance", Instance(), "--listen", listen, "--ini", IniPath()};
+E2eRig::Server E2eRig::StartServer(const std::vector<std::string>& args,
+                                   const std::string& listen) {
+  std::vector<std::string> argv{kServerExe, "--instance", Instance(), "--listen",
+                                listen,     "--ini",      IniPath()};
   argv.insert(argv.end(), args.begin(), args.end());
   Server server;
   server.process = std::make_unique<ChildProcess>(argv, Env());
   std::optional<std::string> line = server.process->WaitForLine(" serving http://", kTimeout);
   if (!line) throw std::runtime_error("TavKeloASM did not start: " + Describe(*server.process));
-  static const std::regex serving(R"(^TavKeloASM \d+\.\d\d\.\d\d serving (http://127\.0\.0\.1:\d+)/ \(pid (\d+)\)$)");
+  static const std::regex serving(
+      R"(^TavKeloASM \d+\.\d\d\.\d\d serving (http://127\.0\.0\.1:\d+)/ \(pid (\d+)\)$)");
   std::smatch m;
   if (!std::regex_match(*line, m, serving) || std::stoi(m[2]) != server.process->Pid()) {
     throw std::runtime_error("unexpected start-up line: " + *line);

@@ -34,7 +34,8 @@ class E2eRig {
   // DATA (the log folder), XDG_RUNTIME_DIR (the one-instance lock, the CLI's saved object), HOME
   // and XDG_CONFIG_HOME (where registration writes) all inside the scratch folder.
   Environment Env() const;
-  // TavKeloASM of this instance with --ini and the arguments, run to its end with Env() and `extra`.
+  // TavKeloASM of this instance with --ini and the arguments, run to its end with Env() and
+  // `extra`.
   RunResult RunServer(const std::vector<std::string>& args, const Environment& extra = {}) const;
 
   void WriteIni(int rawSetting) const;
@@ -53,7 +54,8 @@ class E2eRig {
     std::unique_ptr<ChildProcess> process;
     std::string url;
   };
-  Server StartServer(const std::vector<std::string>& args, const std::string& listen = "127.0.0.1:0");
+  Server StartServer(const std::vector<std::string>& args,
+                     const std::string& listen = "127.0.0.1:0");
   // SIGTERM and the exit status.
   static std::optional<int> Stop(Server& server);
 

@@ -15,7 +15,8 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string Show(const RunResult& r) {
-  return "status " + (r.status ? std::to_string(*r.status) : std::string("none")) + "\nout [" + r.out + "]\nerr [" + r.err + "]";
+  return "status " + (r.status ? std::to_string(*r.status) : std::string("none")) + "\nout [" +
+         r.out + "]\nerr [" + r.err + "]";
 }
 
 TEST(KeloCli, ASessionWithOneSavedObjectAndTheExitStatusOfEachKindOfFailure) {
@@ -26,22 +27,27 @@ TEST(KeloCli, ASessionWithOneSavedObjectAndTheExitStatusOfEachKindOfFailure) {
   auto saved = [&] {
     std::vector<std::string> files;
     for (const auto& e : fs::directory_iterator(rig.RuntimeDir())) {
-      if (e.path().filename().string().rfind("kelo-object-", 0) == 0) files.push_back(e.path().string());
+      if (e.path().filename().string().rfind("kelo-object-", 0) == 0)
+        files.push_back(e.path().string());
     }
     return files;
   };
 
   RunResult all = kelo({"typelib"});
   ASSERT_EQ(all.status, 0) << Show(all);
-  for (const char* line : {"\nmethod  RaiseLifts(TWDLift As Boolean, FWDLift As Boolean) As QRTXErrorConstants   "
-                           "[talks to the dyne]\n",
-                           "\nput  AutoUpdateEnabled(value As Boolean)\n", "\nenum  QRTXErrorConstants: gQRTXErrNoError=0 "}) {
+  for (const char* line :
+       {"\nmethod  RaiseLifts(TWDLift As Boolean, FWDLift As Boolean) As QRTXErrorConstants   "
+        "[talks to the dyne]\n",
+        "\nput  AutoUpdateEnabled(value As Boolean)\n",
+        "\nenum  QRTXErrorConstants: gQRTXErrNoError=0 "}) {
     EXPECT_NE(all.out.find(line), std::string::npos) << line;
   }
   RunResult one = kelo({"typelib", "getparasiticsatspeed"});
-  EXPECT_EQ(one.out,
-            "method  GetParasiticsAtSpeed(TheSpeed As Single, ByRef TWDRawPara As Single, ByRef FWDRawPara As Single, "
-            "ByRef TWDUnseenPara As Single, ByRef FWDUnseenPara As Single) As QRTXErrorConstants\n");
+  EXPECT_EQ(
+      one.out,
+      "method  GetParasiticsAtSpeed(TheSpeed As Single, ByRef TWDRawPara As Single, ByRef "
+      "FWDRawPara As Single, "
+      "ByRef TWDUnseenPara As Single, ByRef FWDUnseenPara As Single) As QRTXErrorConstants\n");
   EXPECT_TRUE(saved().empty()) << "the type library needs no object";
 
   struct Step {
@@ -61,7 +67,8 @@ TEST(KeloCli, ASessionWithOneSavedObjectAndTheExitStatusOfEachKindOfFailure) {
       {{"call", "RaiseLifts", "false", "true"}, 0, "2 (Dev: Invalid Parameter)\n"},
       {{"call", "LowerLifts", "yes", "no"}, 0, "0 (No Error)\n"},
       {{"call", "ErrorConstantToString", "gQRTXErrNoLinkToDevice"}, 0, "DI: No Link To Device\n"},
-      {{"call", "GetParasiticsAtSpeed", "20"}, 0,
+      {{"call", "GetParasiticsAtSpeed", "20"},
+       0,
        R"(^0 \(No Error\)\nFWDRawPara = 0\.0\nFWDUnseenPara = 0\.0\nTWDRawPara = 0\.0\nTWDUnseenPara = \d+\.\d+\n$)"},
       {{"put", "AutoUpdateEnabled", "false"}, 0, ""},
       {{"get", "AutoUpdateEnabled"}, 0, "false\n"},
@@ -71,11 +78,18 @@ TEST(KeloCli, ASessionWithOneSavedObjectAndTheExitStatusOfEachKindOfFailure) {
       {{"call", "RaiseLifts", "true"}, 1, "kelo: RaiseLifts takes 2 arguments, got 1\n"},
       {{"put", "Connected", "true"}, 1, "kelo: property Connected is read-only\n"},
       // a bad argument on the command line: 2
-      {{"call", "RaiseLifts", "maybe", "false"}, 2, "kelo: TWDLift wants true or false, not 'maybe'\n"},
-      {{"call", "SetWarmupTestParameters", "ten"}, 2, "kelo: NewWarmupTimeSeconds (Single) wants a number, not 'ten'\n"},
-      {{"call", "StartTest", "gQRTXTINoSuchTest"}, 2,
+      {{"call", "RaiseLifts", "maybe", "false"},
+       2,
+       "kelo: TWDLift wants true or false, not 'maybe'\n"},
+      {{"call", "SetWarmupTestParameters", "ten"},
+       2,
+       "kelo: NewWarmupTimeSeconds (Single) wants a number, not 'ten'\n"},
+      {{"call", "StartTest", "gQRTXTINoSuchTest"},
+       2,
        "kelo: TestIndex (QRTXTestIndeces) wants a number, not 'gQRTXTINoSuchTest'\n"},
-      {{"get", "VehSimTestOnlyIntegrateInWindow"}, 2, "kelo: VehSimTestOnlyIntegrateInWindow needs WhichWin\n"},
+      {{"get", "VehSimTestOnlyIntegrateInWindow"},
+       2,
+       "kelo: VehSimTestOnlyIntegrateInWindow needs WhichWin\n"},
   };
   for (size_t i = 0; i < std::size(steps); ++i) {
     const Step& s = steps[i];
@@ -100,7 +114,9 @@ TEST(KeloCli, ASessionWithOneSavedObjectAndTheExitStatusOfEachKindOfFailure) {
   RunResult watch = kelo({"watch", "--count", "2"});
   ASSERT_EQ(watch.status, 0) << Show(watch);
   std::regex header("TavKeloASM " + server.url + "  (connected|not connected)\n");
-  EXPECT_EQ(std::distance(std::sregex_iterator(watch.out.begin(), watch.out.end(), header), std::sregex_iterator()), 2)
+  EXPECT_EQ(std::distance(std::sregex_iterator(watch.out.begin(), watch.out.end(), header),
+                          std::sregex_iterator()),
+            2)
       << watch.out;
   EXPECT_NE(watch.out.find("speed "), std::string::npos);
 
@@ -113,7 +129,8 @@ TEST(KeloCli, ASessionWithOneSavedObjectAndTheExitStatusOfEachKindOfFailure) {
   ASSERT_EQ(E2eRig::Stop(server), 0);
   RunResult unreachable = kelo({"get", "Connected"});
   EXPECT_EQ(unreachable.status, 1) << Show(unreachable);
-  EXPECT_EQ(unreachable.err.rfind("kelo: cannot reach TavKeloASM at " + server.url + " (", 0), 0u) << unreachable.err;
+  EXPECT_EQ(unreachable.err.rfind("kelo: cannot reach TavKeloASM at " + server.url + " (", 0), 0u)
+      << unreachable.err;
 }
 
 }  // namespace

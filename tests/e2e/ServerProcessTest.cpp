@@ -23,7 +23,9 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-double SecondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
 
 // Polls `read` until it returns `expected` or ten seconds have passed; returns the last value read.
 template <class F>
@@ -37,14 +39,16 @@ auto PollUntil(F read, decltype(read()) expected) {
   return value;
 }
 
-class ServerOverALine : public ::testing::TestWithParam<bool> {};  // true: TCP, false: a pseudo-terminal
+class ServerOverALine : public ::testing::TestWithParam<bool> {
+};  // true: TCP, false: a pseudo-terminal
 
 TEST_P(ServerOverALine, AClientDrivesTheDyneThroughTheServerAndTheServerStopsCleanly) {
   E2eRig rig;
   rig.WriteIni(63);
   const std::string device = rig.StartSim(GetParam());
   E2eRig::Server server = rig.StartServer({"--port", "1=" + device});
-  EXPECT_NE(server.process->Stdout().find("  port 1: " + device + "\n"), std::string::npos) << Describe(*server.process);
+  EXPECT_NE(server.process->Stdout().find("  port 1: " + device + "\n"), std::string::npos)
+      << Describe(*server.process);
   {
     AutomationClient client(server.url);
     RemoteKeloInterface k(client);
@@ -65,12 +69,14 @@ TEST_P(ServerOverALine, AClientDrivesTheDyneThroughTheServerAndTheServerStopsCle
     EXPECT_EQ(k.LastTestCompletionStatus(), gQRTXLTCSICompleted);
     float raw = 9, fwdRaw = 9, unseen = 9, fwdUnseen = 9;
     EXPECT_EQ(k.GetParasiticsAtSpeed(20.0f, raw, fwdRaw, unseen, fwdUnseen), gQRTXErrNoError);
-    EXPECT_TRUE(raw == 0 && fwdRaw == 0 && fwdUnseen == 0 && unseen > 0 && unseen < 100) << "by reference: " << unseen;
+    EXPECT_TRUE(raw == 0 && fwdRaw == 0 && fwdUnseen == 0 && unseen > 0 && unseen < 100)
+        << "by reference: " << unseen;
   }  // the object is released, and the client's connection closed: the stop need not wait for it
   EXPECT_EQ(AutomationClient(server.url).Request("GET", "/api/server")["objects"], 0);
 
   ASSERT_EQ(E2eRig::Stop(server), 0) << Describe(*server.process);
-  EXPECT_NE(server.process->Stdout().find("TavKeloASM: stopped\n"), std::string::npos) << Describe(*server.process);
+  EXPECT_NE(server.process->Stdout().find("TavKeloASM: stopped\n"), std::string::npos)
+      << Describe(*server.process);
   // The log in DATA and the INI given with --ini, nothing beside the executable.
   ASSERT_EQ(rig.LogFiles().size(), 1u) << "one log file in " << rig.DataDir();
   const std::string log = rig.LogText();
@@ -78,7 +84,8 @@ TEST_P(ServerOverALine, AClientDrivesTheDyneThroughTheServerAndTheServerStopsCle
                            "TavKeloASM-Log-ClsCal:T ComErr:T MisCmd:T DynTst:T RawCom:T GetVar:T",
                            "clsKeloInterface: Init Act:True COM1: [9600,N,8,1]",
                            "clsKeloInterface: Connect - 'COM1'  Settings: 9600,N,8,1  ... Success",
-                           "clsKeloInterface: RaiseLifts - No Error", "clsKeloInterface: StartTest(Constant Target) - No Error",
+                           "clsKeloInterface: RaiseLifts - No Error",
+                           "clsKeloInterface: StartTest(Constant Target) - No Error",
                            "clsKeloInterface: Class_Terminate - Complete"}) {
     EXPECT_NE(log.find(line), std::string::npos) << "the log lacks: " << line;
   }
@@ -91,7 +98,9 @@ TEST_P(ServerOverALine, AClientDrivesTheDyneThroughTheServerAndTheServerStopsCle
 }
 
 INSTANTIATE_TEST_SUITE_P(Transports, ServerOverALine, ::testing::Bool(),
-                         [](const ::testing::TestParamInfo<bool>& info) { return info.param ? "Tcp" : "PseudoTerminal"; });
+                         [](const ::testing::TestParamInfo<bool>& info) {
+                           return info.param ? "Tcp" : "PseudoTerminal";
+                         });
 
 TEST(ServerProcess, AnAbandonedObjectIsReleasedWhenItsLeaseRunsOut) {
   E2eRig rig;
@@ -103,7 +112,9 @@ TEST(ServerProcess, AnAbandonedObjectIsReleasedWhenItsLeaseRunsOut) {
     EXPECT_EQ(object.LeaseSeconds(), 2);
     const auto lastUse = Clock::now();
     object.Abandon();  // the client goes quiet: no pings, no release
-    EXPECT_EQ(PollUntil([&] { return client.Request("GET", "/api/server")["objects"].get<int>(); }, 0), 0);
+    EXPECT_EQ(
+        PollUntil([&] { return client.Request("GET", "/api/server")["objects"].get<int>(); }, 0),
+        0);
     EXPECT_GT(SecondsSince(lastUse), 1.9) << "not before the lease ran out";
     EXPECT_EQ(rig.LogCount("clsKeloInterface: Class_Terminate - Complete"), 1) << rig.LogText();
   }  // an idle keep-alive connection would hold the stop back
@@ -126,7 +137,8 @@ TEST(ServerProcess, SigtermReleasesALiveObjectWhichDisconnectsTheLink) {
   EXPECT_EQ(rig.LogCount("clsKeloInterface: Class_Terminate"), 0);
 
   ASSERT_EQ(E2eRig::Stop(server), 0) << Describe(*server.process);
-  EXPECT_NE(server.process->Stdout().find("TavKeloASM: stopped\n"), std::string::npos) << Describe(*server.process);
+  EXPECT_NE(server.process->Stdout().find("TavKeloASM: stopped\n"), std::string::npos)
+      << Describe(*server.process);
   // The stop releases the client's object, which disconnects the link, then the server's own
   // console object, which was never connected.
   const std::string log = rig.LogText();
@@ -137,8 +149,13 @@ TEST(ServerProcess, SigtermReleasesALiveObjectWhichDisconnectsTheLink) {
     released.push_back(log.substr(at + prefix.size(), end - at - prefix.size()));
     at = end;
   }
-  const std::vector<std::string> expected = {"Class_Terminate", "DisConnect", "Disconnect...", "Class_Terminate - Complete",
-                                             "Class_Terminate", "DisConnect", "Class_Terminate - Complete"};
+  const std::vector<std::string> expected = {"Class_Terminate",
+                                             "DisConnect",
+                                             "Disconnect...",
+                                             "Class_Terminate - Complete",
+                                             "Class_Terminate",
+                                             "DisConnect",
+                                             "Class_Terminate - Complete"};
   EXPECT_EQ(released, expected) << log;
 }
 
@@ -153,7 +170,9 @@ TEST(ServerProcess, ClientsCreatingObjectsWhileTheConsoleConnectsWaitTheirTurn) 
       httplib::Client client("127.0.0.1", port);
       client.set_connection_timeout(0, 200'000);
       ++attempts;
-      if (auto r = client.Post("/automation/objects", "{}", "application/json"); r && r->status == 201) ++created;
+      if (auto r = client.Post("/automation/objects", "{}", "application/json");
+          r && r->status == 201)
+        ++created;
       std::this_thread::sleep_for(Millis(5));
     }
   });
@@ -223,7 +242,10 @@ TEST(ServerProcess, RegistrationSwitchesInstallOrRemoveTheUserUnitAndDoNothingEl
       {{"/REG"}, false, "TavKeloASM: installed ", ""},
       {{"/unreg"}, false, "TavKeloASM: removed ", nullptr},
       {{"/unreg"}, false, "TavKeloASM: no unit at ", nullptr},
-      {{"-reg", "--simulate", "--lease", "60"}, false, "TavKeloASM: installed ", " --simulate --lease 60"},
+      {{"-reg", "--simulate", "--lease", "60"},
+       false,
+       "TavKeloASM: installed ",
+       " --simulate --lease 60"},
       {{"-UNREG"}, false, "TavKeloASM: removed ", nullptr},
       {{"--simulate", "/RegServer"}, true, "TavKeloASM: installed ", " --simulate"},
       {{"/UnRegServer"}, true, "TavKeloASM: removed ", nullptr},
@@ -234,10 +256,11 @@ TEST(ServerProcess, RegistrationSwitchesInstallOrRemoveTheUserUnitAndDoNothingEl
   for (const auto& c : cases) {
     std::string label;
     for (const std::string& a : c.args) label += a + " ";
-    const std::string unit =
-        (c.onlyHome ? rig.Env()["HOME"] + "/.config" : rig.ConfigDir()) + "/systemd/user/TavKeloASM.service";
+    const std::string unit = (c.onlyHome ? rig.Env()["HOME"] + "/.config" : rig.ConfigDir()) +
+                             "/systemd/user/TavKeloASM.service";
     const auto started = Clock::now();
-    RunResult r = rig.RunServer(c.args, c.onlyHome ? Environment{{"XDG_CONFIG_HOME", ""}} : Environment{});
+    RunResult r =
+        rig.RunServer(c.args, c.onlyHome ? Environment{{"XDG_CONFIG_HOME", ""}} : Environment{});
     EXPECT_EQ(r.status, 0) << label << r.err;
     EXPECT_LT(SecondsSince(started), 5.0) << label;
     EXPECT_EQ(r.out.rfind(c.printed, 0), 0u) << label << r.out;
@@ -245,10 +268,11 @@ TEST(ServerProcess, RegistrationSwitchesInstallOrRemoveTheUserUnitAndDoNothingEl
     EXPECT_EQ(fs::exists(unit), c.execStart != nullptr) << label;
     if (c.execStart != nullptr && fs::exists(unit)) {
       std::string text = test::ReadFile(unit);
-      EXPECT_NE(text.find(std::string("ExecStart=") + kServerExe + " --instance " + rig.Instance() + " --ini " +
-                          rig.IniPath() + c.execStart + "\n"),
+      EXPECT_NE(text.find(std::string("ExecStart=") + kServerExe + " --instance " + rig.Instance() +
+                          " --ini " + rig.IniPath() + c.execStart + "\n"),
                 std::string::npos)
-          << label << "\n" << text;
+          << label << "\n"
+          << text;
       EXPECT_NE(text.find("[Install]\nWantedBy=default.target\n"), std::string::npos) << text;
     }
     EXPECT_TRUE(rig.LogFiles().empty()) << label << ": no log";
@@ -261,7 +285,8 @@ TEST(ServerProcess, RegistrationSwitchesInstallOrRemoveTheUserUnitAndDoNothingEl
 TEST(ServerProcess, BadOptionsEndTheServerWithAUsageStatus) {
   E2eRig rig;
   for (const auto& [option, value, says] :
-       {std::tuple{"--port", "0=sim", "TavKeloASM: --port: port number must be 1 to 255, got '0'\n"},
+       {std::tuple{"--port", "0=sim",
+                   "TavKeloASM: --port: port number must be 1 to 255, got '0'\n"},
         std::tuple{"--listen", "5180", "TavKeloASM: --listen wants ADDR:PORT, got '5180'\n"}}) {
     RunResult r = rig.RunServer({option, value});
     EXPECT_EQ(r.status, 2) << says;

@@ -11,7 +11,9 @@ namespace {
 // An executable at <tmp>/app/bin/TavKeloASM with a LOGS folder at <tmp>/app/LOGS.
 class LogTest : public ::testing::Test {
  protected:
-  LogTest() : host(loop, Options()) { host.log.SetEnvLookup([](const std::string&) { return std::string(); }); }
+  LogTest() : host(loop, Options()) {
+    host.log.SetEnvLookup([](const std::string&) { return std::string(); });
+  }
   HostOptions Options() {
     dir.MakeDir("app/bin");
     HostOptions o;
@@ -36,15 +38,14 @@ TEST_F(LogTest, HeaderBlockAndStampedLinesAreExact) {
   host.log.WriteLog("~bcontinued");
   host.log.WriteLog("~Rabc");
   host.log.WriteLog("");
-  std::string expected =
-      "\r\n" + std::string(59, '-') +
-      "\r\n"
-      "Kelo Dyne Log Data - 20200622_142305\r\n"
-      "\r\n"
-      "142305.47-clsKeloInterface: AccelTorque(Not Implemented)\r\n"
-      "          continued\r\n"
-      "~Rabc\r\n"
-      "\r\n";
+  std::string expected = "\r\n" + std::string(59, '-') +
+                         "\r\n"
+                         "Kelo Dyne Log Data - 20200622_142305\r\n"
+                         "\r\n"
+                         "142305.47-clsKeloInterface: AccelTorque(Not Implemented)\r\n"
+                         "          continued\r\n"
+                         "~Rabc\r\n"
+                         "\r\n";
   EXPECT_EQ(test::ReadFile(LogPath()), expected);
 }
 
@@ -124,8 +125,10 @@ TEST_P(LogStamp, HundredthsNeverReadOneHundred) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Fractions, LogStamp,
-                         ::testing::Values(StampCase{0.0, "142305.00-"}, StampCase{0.47, "142305.47-"},
-                                           StampCase{0.994, "142305.99-"}, StampCase{0.995, "142305.00-"},
+                         ::testing::Values(StampCase{0.0, "142305.00-"},
+                                           StampCase{0.47, "142305.47-"},
+                                           StampCase{0.994, "142305.99-"},
+                                           StampCase{0.995, "142305.00-"},
                                            StampCase{0.996, "142305.00-"}));
 
 }  // namespace

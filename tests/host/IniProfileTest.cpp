@@ -30,7 +30,8 @@ TEST_F(IniProfile, AMissingKeyReturnsTheDefaultAndWritesItBack) {
   EXPECT_EQ(ini.GetInteger("LogControl", "RawSetting", 0), 0);
   EXPECT_EQ(IniText(), "[LogControl]\r\nRawSetting=0\r\n");
   EXPECT_TRUE(ini.GetBoolean("CommControl", "ZeroFillVariableNumber", true));
-  EXPECT_EQ(IniText(), "[LogControl]\r\nRawSetting=0\r\n[CommControl]\r\nZeroFillVariableNumber=True\r\n");
+  EXPECT_EQ(IniText(),
+            "[LogControl]\r\nRawSetting=0\r\n[CommControl]\r\nZeroFillVariableNumber=True\r\n");
 }
 
 TEST_F(IniProfile, AnEmptyValueIsRewrittenWithTheDefault) {
@@ -103,12 +104,12 @@ TEST_P(IniBoolean, FollowsTheBooleanTable) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, IniBoolean,
-                         ::testing::Values(BoolCase{"yes", true}, BoolCase{"t", true}, BoolCase{"5", true},
-                                           BoolCase{"-1", true}, BoolCase{"Y", true},
-                                           BoolCase{"TRUE", true}, BoolCase{"no", false},
-                                           BoolCase{"F", false}, BoolCase{"0", false},
-                                           BoolCase{"", false}, BoolCase{"ON", false},
-                                           BoolCase{"False", false}));
+                         ::testing::Values(BoolCase{"yes", true}, BoolCase{"t", true},
+                                           BoolCase{"5", true}, BoolCase{"-1", true},
+                                           BoolCase{"Y", true}, BoolCase{"TRUE", true},
+                                           BoolCase{"no", false}, BoolCase{"F", false},
+                                           BoolCase{"0", false}, BoolCase{"", false},
+                                           BoolCase{"ON", false}, BoolCase{"False", false}));
 
 TEST_F(IniProfile, DatesParseOrFallBackToTheDefault) {
   SetIni("[S]\r\nGood=2020-06-22 14:23:05\r\nBad=yesterday\r\n");
@@ -161,7 +162,8 @@ TEST_F(IniProfile, GetValueConvertsItsDefaultLikeTheClassicConversions) {
   EXPECT_EQ(std::get<int16_t>(i), 12);
   for (const char* bad : {"abc", "12abc", ""}) {
     ProfileVariant j = int16_t{0};
-    EXPECT_THROW(ini.GetValue("S", "B", j, ProfileVariant{std::string(bad)}), VbRuntimeError) << bad;
+    EXPECT_THROW(ini.GetValue("S", "B", j, ProfileVariant{std::string(bad)}), VbRuntimeError)
+        << bad;
   }
   ProfileVariant b = false;
   ini.GetValue("S", "C", b, ProfileVariant{std::string("true")});
@@ -192,7 +194,8 @@ class ResolvePath : public IniProfile, public ::testing::WithParamInterface<Reso
 TEST_P(ResolvePath, ComposesDriveFolderNameAndExtension) {
   env.appPath = "/opt/tavkelo/bin";
   clsIniProfile ini(env);
-  EXPECT_EQ(ini.ResolveProfilePath(GetParam().name, ".INI"), GetParam().expected) << GetParam().name;
+  EXPECT_EQ(ini.ResolveProfilePath(GetParam().name, ".INI"), GetParam().expected)
+      << GetParam().name;
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -36,7 +36,8 @@ TEST_F(MainTest, RawSetting63WritesAllStartUpLines) {
   modMain entry(host);
   MainHooks hooks;
   hooks.loadCoastdownResults = [] {
-    return std::make_pair(OleDateFromParts(2020, 6, 1, 8, 0, 0), OleDateFromParts(2020, 6, 2, 9, 30, 0));
+    return std::make_pair(OleDateFromParts(2020, 6, 1, 8, 0, 0),
+                          OleDateFromParts(2020, 6, 2, 9, 30, 0));
   };
   bool idle = false;
   hooks.enterIdleState = [&] { idle = true; };
@@ -47,9 +48,8 @@ TEST_F(MainTest, RawSetting63WritesAllStartUpLines) {
       "142305.00-TavKeloASM: Main - Ver: " + v + " - Logging Control[63, 0x003F]\r\n" +
       "142305.00-TavKeloASM-Log-ClsCal:T ComErr:T MisCmd:T DynTst:T RawCom:T GetVar:T\r\n" +
       "142305.00-TavKeloASM-Me:'" + dir.File("app/bin/TavKeloASM") + "'\r\n" +
-      "142305.00-              (" + host.ProgramFileDate + ")\r\n" +
-      "142305.00-TavKeloASM-Log:'" + LogPath() + "'\r\n" +
-      "142305.00-TavKeloASM-ZeroFillVarNum:True\r\n" +
+      "142305.00-              (" + host.ProgramFileDate + ")\r\n" + "142305.00-TavKeloASM-Log:'" +
+      LogPath() + "'\r\n" + "142305.00-TavKeloASM-ZeroFillVarNum:True\r\n" +
       "142305.00-TavKeloASM-LCDHi:2020-06-01 08:00:00\r\n" +
       "142305.00-TavKeloASM-LCDLo:2020-06-02 09:30:00\r\n" +
       "142305.00-TavKeloASM: Main - Ver: " + v + " - Exiting ...\r\n";
@@ -126,7 +126,8 @@ TEST_F(MainTest, AStartWithoutTheLockEndsAtOnceAndWritesNothing) {
   };
   const Case cases[] = {
       {"another process holds it", dir.File("TavKeloASM.lock"), MainOutcome::AlreadyRunning},
-      {"its folder is missing", dir.File("no-such-folder/TavKeloASM.lock"), MainOutcome::LockUnavailable},
+      {"its folder is missing", dir.File("no-such-folder/TavKeloASM.lock"),
+       MainOutcome::LockUnavailable},
   };
   for (const Case& c : cases) {
     HostOptions options = host.options;
@@ -134,7 +135,8 @@ TEST_F(MainTest, AStartWithoutTheLockEndsAtOnceAndWritesNothing) {
     HostContext start(loop, options);
     modMain entry(start);
     EXPECT_EQ(entry.Main("", MainHooks{}), c.outcome) << c.what;
-    EXPECT_EQ(entry.InstanceLock()->Error() != 0, c.outcome == MainOutcome::LockUnavailable) << c.what;
+    EXPECT_EQ(entry.InstanceLock()->Error() != 0, c.outcome == MainOutcome::LockUnavailable)
+        << c.what;
     EXPECT_FALSE(test::FileExists(LogPath())) << c.what;
     EXPECT_EQ(test::ReadFile(Ini()), "[LogControl]\r\nRawSetting=63\r\n") << c.what;
   }

@@ -97,8 +97,10 @@ TEST(MsgEvents, FileTimeArithmeticCarriesAndBorrowsAcrossBytes) {
   FileTime a = MsgEvents::ToFileTime(0x00000000FFFFFFFFll);
   FileTime one = MsgEvents::ToFileTime(1);
   EXPECT_EQ(MsgEvents::FromFileTime(MsgEvents::AddFileTime(a, one)), 0x0000000100000000ll);
-  EXPECT_EQ(MsgEvents::FromFileTime(MsgEvents::SubtractFileTime(MsgEvents::ToFileTime(0x100), one)), 0xFF);
-  EXPECT_EQ(MsgEvents::FromFileTime(MsgEvents::SubtractFileTime(one, MsgEvents::ToFileTime(2))), -1);
+  EXPECT_EQ(MsgEvents::FromFileTime(MsgEvents::SubtractFileTime(MsgEvents::ToFileTime(0x100), one)),
+            0xFF);
+  EXPECT_EQ(MsgEvents::FromFileTime(MsgEvents::SubtractFileTime(one, MsgEvents::ToFileTime(2))),
+            -1);
 }
 
 }  // namespace

@@ -23,10 +23,14 @@ class Exchange : public ::testing::Test {
   static std::vector<ScriptedReply> Healthy(const ReceivedFrame& r) {
     if (r.IsAck() || r.IsNak()) return {};
     switch (r.command()) {
-      case 'D': return {{DataFrame("1000000000000001"), 0}};
-      case 'E': return {{DataFrame(" 209=12.5 mph\r"), 0}};
-      case 'C': return {{DataFrame(" 211=3.5 Hp\r 231=100.0 lbf\r 209=22.0 mph\r"), 0}};
-      default: return {{{0x06}, 0}};
+      case 'D':
+        return {{DataFrame("1000000000000001"), 0}};
+      case 'E':
+        return {{DataFrame(" 209=12.5 mph\r"), 0}};
+      case 'C':
+        return {{DataFrame(" 211=3.5 Hp\r 231=100.0 lbf\r 209=22.0 mph\r"), 0}};
+      default:
+        return {{{0x06}, 0}};
     }
   }
 
@@ -40,7 +44,8 @@ TEST_F(Exchange, GetStatusFrameIsFourBytesAndIsLogged) {
   auto requests = controller.Requests();
   ASSERT_EQ(requests.size(), 1u);
   EXPECT_EQ(requests[0].bytes, (std::vector<uint8_t>{0xB4, 0x11, 0x44, 0x05}));
-  EXPECT_TRUE(f.LogContains("SCOMMPUT-Cnt:04 Dat:[B4 11 44 05]  [<B4><OC1>D<ENQ>]DyneCmd[D-Get Status]   "));
+  EXPECT_TRUE(f.LogContains(
+      "SCOMMPUT-Cnt:04 Dat:[B4 11 44 05]  [<B4><OC1>D<ENQ>]DyneCmd[D-Get Status]   "));
   // The data frame was acknowledged.
   f.loop.PumpFor(10);
   ASSERT_EQ(controller.Received().size(), 2u);
@@ -104,14 +109,14 @@ TEST_F(Exchange, NoReplyMeansThreeSendsThenTimeout) {
   EXPECT_LE(totalMs, 3 * 306 + 2 * 200 + 10);
   EXPECT_EQ(f.ctx->store.counters.timeoutErrors, 1);
   EXPECT_EQ(f.ctx->store.counters.consecutiveTimeouts, 1);
-  EXPECT_TRUE(f.LogContains("Cmd[D-Get Status]\r\n[B4 11 44 05] Timeout Error: Count[1] Cmd[D-Get Status]"));
+  EXPECT_TRUE(f.LogContains(
+      "Cmd[D-Get Status]\r\n[B4 11 44 05] Timeout Error: Count[1] Cmd[D-Get Status]"));
 }
 
 TEST_F(Exchange, TimeoutLinesStopAfterTenInARowAndComeBackAfterASuccess) {
   bool answer = false;
-  controller.SetResponder([&](const ReceivedFrame& r) {
-    return answer ? Healthy(r) : std::vector<ScriptedReply>{};
-  });
+  controller.SetResponder(
+      [&](const ReceivedFrame& r) { return answer ? Healthy(r) : std::vector<ScriptedReply>{}; });
   for (int i = 0; i < 12; ++i) EXPECT_EQ(Command('D'), 4);
   EXPECT_EQ(f.LogCount("Timeout Error"), 10);
   EXPECT_EQ(f.ctx->store.counters.timeoutErrors, 12);
@@ -126,15 +131,20 @@ TEST_F(Exchange, TimeoutLinesStopAfterTenInARowAndComeBackAfterASuccess) {
 }
 
 TEST_F(Exchange, RefusalIsResentAndCountedButNotLogged) {
-  controller.SetResponder([](const ReceivedFrame&) { return std::vector<ScriptedReply>{{{0x15}, 0}}; });
+  controller.SetResponder([](const ReceivedFrame&) {
+    return std::vector<ScriptedReply>{{{0x15}, 0}};
+  });
   EXPECT_EQ(Command('J'), 5);
   EXPECT_EQ(controller.Requests().size(), 3u);
   EXPECT_EQ(f.ctx->store.counters.nakCount, 1);
-  EXPECT_FALSE(f.LogContains("Cmd[J-Motor On]\r\n[B4 11 4A]")) << "a refusal is counted, not logged";
+  EXPECT_FALSE(f.LogContains("Cmd[J-Motor On]\r\n[B4 11 4A]"))
+      << "a refusal is counted, not logged";
 }
 
 TEST_F(Exchange, RefusedLiftCommandsWaitLongerBeforeTheResend) {
-  controller.SetResponder([](const ReceivedFrame&) { return std::vector<ScriptedReply>{{{0x15}, 0}}; });
+  controller.SetResponder([](const ReceivedFrame&) {
+    return std::vector<ScriptedReply>{{{0x15}, 0}};
+  });
   EXPECT_EQ(Command('5'), 5);
   auto r = controller.Requests();
   ASSERT_EQ(r.size(), 3u);
@@ -191,7 +201,9 @@ TEST_F(Exchange, ALeadingDollarDoesNotEndTheReply) {
 }
 
 TEST_F(Exchange, CountersWrapAboveNineHundredNinetyNineThousand) {
-  controller.SetResponder([](const ReceivedFrame&) { return std::vector<ScriptedReply>{{{0x15}, 0}}; });
+  controller.SetResponder([](const ReceivedFrame&) {
+    return std::vector<ScriptedReply>{{{0x15}, 0}};
+  });
   f.ctx->store.counters.nakCount = 999999;
   Command('J');
   EXPECT_EQ(f.ctx->store.counters.nakCount, 0);
@@ -220,7 +232,8 @@ TEST_F(Exchange, TestValuesAreStoredByPosition) {
   EXPECT_EQ(Command('E', 209), 0);
   EXPECT_FLOAT_EQ(f.ctx->store.DyneSpeed, 12.5f);
   EXPECT_FLOAT_EQ(f.ctx->store.PreviousDyneSpeed, 22.0f);
-  EXPECT_TRUE(f.LogContains("InterfaceKeloCommand: Get Variable (Num:209 Val:12.500 Unit:'') Processed"));
+  EXPECT_TRUE(
+      f.LogContains("InterfaceKeloCommand: Get Variable (Num:209 Val:12.500 Unit:'') Processed"));
 }
 
 }  // namespace

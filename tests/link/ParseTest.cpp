@@ -28,7 +28,8 @@ TEST_F(Parse, StatusCharactersSetTheSixteenBits) {
   payload = "1001000000010001";
   EXPECT_EQ(f.ctx->polling.InterfaceKeloCommand('D', 0, 0), 0);
   const auto& bits = f.ctx->store.StatusBitsCopy;
-  for (int k = 0; k < 16; ++k) EXPECT_EQ(bits[static_cast<size_t>(k)], payload[static_cast<size_t>(k)] == '1') << k;
+  for (int k = 0; k < 16; ++k)
+    EXPECT_EQ(bits[static_cast<size_t>(k)], payload[static_cast<size_t>(k)] == '1') << k;
   EXPECT_EQ(f.ctx->store.StatusReplyCount, 1);
 }
 

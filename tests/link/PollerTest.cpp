@@ -13,7 +13,8 @@ using test::ScriptedReply;
 // Names a request as the tests write it: "C", "D", "E210", "J".
 std::string Name(const ReceivedFrame& r) {
   std::string name(1, static_cast<char>(r.command()));
-  if (r.command() == 'E') name += std::to_string(std::stoi(std::string(r.bytes.begin() + 3, r.bytes.begin() + 6)));
+  if (r.command() == 'E')
+    name += std::to_string(std::stoi(std::string(r.bytes.begin() + 3, r.bytes.begin() + 6)));
   return name;
 }
 
@@ -24,14 +25,17 @@ class Poller : public ::testing::Test {
     controller.SetResponder([this](const ReceivedFrame& r) -> std::vector<ScriptedReply> {
       if (r.IsAck() || r.IsNak() || silent) return {};
       switch (r.command()) {
-        case 'D': return {{DataFrame(statusBits), replyDelayUs}};
-        case 'C': return {{DataFrame(" 211=0.0 Hp\r 231=0.0 lbf\r 209=" + speed + " mph\r"), replyDelayUs}};
+        case 'D':
+          return {{DataFrame(statusBits), replyDelayUs}};
+        case 'C':
+          return {{DataFrame(" 211=0.0 Hp\r 231=0.0 lbf\r 209=" + speed + " mph\r"), replyDelayUs}};
         case 'E': {
           std::string number(r.bytes.begin() + 3, r.bytes.begin() + 6);
           std::string value = std::stoi(number) == 0 ? "3.12" : "1.0";
           return {{DataFrame(" " + number + "=" + value + "\r"), replyDelayUs}};
         }
-        default: return {{{0x06}, replyDelayUs}};
+        default:
+          return {{{0x06}, replyDelayUs}};
       }
     });
     f.ctx->store.DyneVersion = 3.12f;

@@ -10,12 +10,14 @@ namespace {
 
 // Bytes that are likely to matter to the reply parser, mixed with arbitrary ones.
 std::vector<uint8_t> RandomReplies(std::mt19937& rng, size_t size) {
-  static const uint8_t kInteresting[] = {0x02, 0x06, 0x15, 0x17, '$', '\r', ' ', '=', '-', '0', '1', '9', '.'};
+  static const uint8_t kInteresting[] = {0x02, 0x06, 0x15, 0x17, '$', '\r', ' ',
+                                         '=',  '-',  '0',  '1',  '9', '.'};
   std::uniform_int_distribution<int> byte(0, 255);
   std::uniform_int_distribution<int> pick(0, 3);
   std::vector<uint8_t> data(size);
   for (auto& b : data) {
-    b = pick(rng) == 0 ? static_cast<uint8_t>(byte(rng)) : kInteresting[static_cast<size_t>(byte(rng)) % sizeof kInteresting];
+    b = pick(rng) == 0 ? static_cast<uint8_t>(byte(rng))
+                       : kInteresting[static_cast<size_t>(byte(rng)) % sizeof kInteresting];
   }
   return data;
 }

@@ -55,12 +55,13 @@ TEST_P(NegativeShift, NegativeValuesTravelAsUnsignedQuantities) {
   EXPECT_NEAR(slot.controllerValue, GetParam().sent, 1e-3) << static_cast<int>(GetParam().variable);
 }
 
-INSTANTIATE_TEST_SUITE_P(Variables, NegativeShift,
-                         ::testing::Values(ShiftCase{51, -5.0f, 65531.0f}, ShiftCase{98, -1.0f, 65535.0f},
-                                           ShiftCase{88, -10.0f, 65526.0f}, ShiftCase{200, -5.0f, 873.85f},
-                                           ShiftCase{238, -1.0f, 877.85f}, ShiftCase{219, -5.0f, -5.0f},
-                                           ShiftCase{237, -5.0f, -5.0f}, ShiftCase{239, -5.0f, -5.0f},
-                                           ShiftCase{30, -5.0f, -5.0f}, ShiftCase{51, 5.0f, 5.0f}));
+INSTANTIATE_TEST_SUITE_P(
+    Variables, NegativeShift,
+    ::testing::Values(ShiftCase{51, -5.0f, 65531.0f}, ShiftCase{98, -1.0f, 65535.0f},
+                      ShiftCase{88, -10.0f, 65526.0f}, ShiftCase{200, -5.0f, 873.85f},
+                      ShiftCase{238, -1.0f, 877.85f}, ShiftCase{219, -5.0f, -5.0f},
+                      ShiftCase{237, -5.0f, -5.0f}, ShiftCase{239, -5.0f, -5.0f},
+                      ShiftCase{30, -5.0f, -5.0f}, ShiftCase{51, 5.0f, 5.0f}));
 
 TEST(Units, AWritePendingSlotOnlyConvertsTowardsTheController) {
   test::LinkFixture f(0);

@@ -10,7 +10,8 @@ TEST(Vocabulary, CommandNamesAndTheAcceptedSet) {
   EXPECT_EQ(DyneCommandName('A'), "Augmented Breaking On");
   EXPECT_EQ(DyneCommandName('U'), "Auto Offset Ajust Off");
   EXPECT_EQ(DyneCommandName('b'), "Belt Compensation Off");
-  for (int code : {int{'W'}, int{'7'}, int{'8'}, 47, 99, int{'Z'}, int{'c'}}) EXPECT_EQ(DyneCommandName(code), "??") << code;
+  for (int code : {int{'W'}, int{'7'}, int{'8'}, 47, 99, int{'Z'}, int{'c'}})
+    EXPECT_EQ(DyneCommandName(code), "??") << code;
   EXPECT_FALSE(IsValidDyneCommand('W'));
   EXPECT_TRUE(IsValidDyneCommand('7'));
   EXPECT_TRUE(IsValidDyneCommand('8'));
@@ -56,7 +57,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(RenderCase{{0xB4, 0x11, 'D', 0x05}, "[B4 11 44 05]", "[<B4><OC1>D<ENQ>]"},
                       RenderCase{{2, 'D', 13}, "[02 44 0D]", "[<STX>D<CR>]"},
                       RenderCase{{0}, "[00]", "[<00>]"}, RenderCase{{1}, "[01]", "[<NUL>]"},
-                      RenderCase{{0x17, 0x7F, 0x1B, 0x80}, "[17 7F 1B 80]", "[<ETB><DEL><ESC><80>]"},
+                      RenderCase{
+                          {0x17, 0x7F, 0x1B, 0x80}, "[17 7F 1B 80]", "[<ETB><DEL><ESC><80>]"},
                       RenderCase{{' ', '~'}, "[20 7E]", "[ ~]"}, RenderCase{{}, "[]", "[]"}));
 
 TEST(Vocabulary, SerialEventNames) {

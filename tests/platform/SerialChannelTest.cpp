@@ -29,7 +29,9 @@ struct FarEnd {
   ~FarEnd() {
     if (fd >= 0) ::close(fd);
   }
-  void Write(const std::string& bytes) const { ASSERT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size())); }
+  void Write(const std::string& bytes) const {
+    ASSERT_EQ(::write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  }
   std::string Read() const {
     char buf[64];
     ssize_t n = ::read(fd, buf, sizeof buf);
@@ -59,8 +61,8 @@ void OpenOverAPseudoTerminal(EventLoop& loop, Line& line) {
 
 void OpenOverTcp(EventLoop& loop, Line& line) {
   line.far.listener = std::make_unique<test::LoopbackSocket>(true);
-  line.channel =
-      std::make_unique<TcpSerialChannel>(loop, "socket://127.0.0.1:" + std::to_string(line.far.listener->Port()));
+  line.channel = std::make_unique<TcpSerialChannel>(
+      loop, "socket://127.0.0.1:" + std::to_string(line.far.listener->Port()));
   EXPECT_TRUE(line.channel->Open()) << line.channel->LastError();
   line.far.fd = ::accept(line.far.listener->Fd(), nullptr, nullptr);
   EXPECT_GE(line.far.fd, 0);
@@ -82,27 +84,35 @@ TEST_P(DescriptorLines, CarryBytesBothWaysAndReportTheOtherEndGoingAway) {
   line.channel->SetOnComm([&](int16_t e) { events.push_back(e); });
   line.channel->SetRThreshold(1);
 
-  const std::string frame = "\xB4\x11" "D\x05";
+  const std::string frame =
+      "\xB4\x11"
+      "D\x05";
   ASSERT_TRUE(line.channel->Output(reinterpret_cast<const uint8_t*>(frame.data()), frame.size()));
   std::string arrived;
-  ASSERT_TRUE(loop.PumpUntil([&] { return (arrived += line.far.Read()).size() >= frame.size(); }, kLimitMs));
+  ASSERT_TRUE(loop.PumpUntil([&] { return (arrived += line.far.Read()).size() >= frame.size(); },
+                             kLimitMs));
   EXPECT_EQ(arrived, frame);
 
   line.far.Write("\x06");
-  ASSERT_TRUE(loop.PumpUntil([&] { return !events.empty(); }, kLimitMs)) << "the arrival is an event";
+  ASSERT_TRUE(loop.PumpUntil([&] { return !events.empty(); }, kLimitMs))
+      << "the arrival is an event";
   EXPECT_EQ(events, std::vector<int16_t>{comm::EvReceive});
   EXPECT_EQ(line.channel->Input(), std::vector<uint8_t>{0x06});
 
   line.far.HangUp();
-  ASSERT_TRUE(loop.PumpUntil([&] { return !line.channel->IsOpen(); }, kLimitMs)) << "the hang-up is noticed";
+  ASSERT_TRUE(loop.PumpUntil([&] { return !line.channel->IsOpen(); }, kLimitMs))
+      << "the hang-up is noticed";
   EXPECT_EQ(events.back(), comm::EventDCB);
-  EXPECT_NE(line.channel->LastError().find("line lost"), std::string::npos) << line.channel->LastError();
+  EXPECT_NE(line.channel->LastError().find("line lost"), std::string::npos)
+      << line.channel->LastError();
   EXPECT_FALSE(line.channel->Output(reinterpret_cast<const uint8_t*>(frame.data()), frame.size()))
       << "a closed line refuses to write";
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, DescriptorLines, ::testing::Bool(),
-                         [](const ::testing::TestParamInfo<bool>& info) { return info.param ? "Tcp" : "PseudoTerminal"; });
+                         [](const ::testing::TestParamInfo<bool>& info) {
+                           return info.param ? "Tcp" : "PseudoTerminal";
+                         });
 
 TEST(DescriptorLines, APortThatCannotBeOpenedSaysWhy) {
   RealTimeLoop loop;

@@ -46,8 +46,9 @@ INSTANTIATE_TEST_SUITE_P(
         NumberCase{99999.995, "####0.00", "100000.00"},
         NumberCase{1.23456789, "###0.00000", "1.23457"},
         // the fraction-only format of the log stamp
-        NumberCase{0.47, ".00", ".47"}, NumberCase{0.0, ".00", ".00"}, NumberCase{0.994, ".00", ".99"},
-        NumberCase{0.996, ".00", "1.00"}, NumberCase{0.005, ".00", ".01"},
+        NumberCase{0.47, ".00", ".47"}, NumberCase{0.0, ".00", ".00"},
+        NumberCase{0.994, ".00", ".99"}, NumberCase{0.996, ".00", "1.00"},
+        NumberCase{0.005, ".00", ".01"},
         // scientific with two sections
         NumberCase{0.0, "#0.00000e+00;-0.00000e+00", "0.00000e+00"},
         NumberCase{1234.5, "#0.00000e+00;-0.00000e+00", "12.34500e+02"},
@@ -156,8 +157,9 @@ TEST_P(HalfToEven, CIntAndCLngRoundHalvesToEven) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, HalfToEven,
-                         ::testing::Values(RoundCase{2.5, 2}, RoundCase{3.5, 4}, RoundCase{-2.5, -2},
-                                           RoundCase{-3.5, -4}, RoundCase{0.5, 0}, RoundCase{1.5, 2},
+                         ::testing::Values(RoundCase{2.5, 2}, RoundCase{3.5, 4},
+                                           RoundCase{-2.5, -2}, RoundCase{-3.5, -4},
+                                           RoundCase{0.5, 0}, RoundCase{1.5, 2},
                                            RoundCase{2.4999, 2}, RoundCase{-0.6, -1},
                                            RoundCase{32767.4, 32767}, RoundCase{-32768.5, -32768}));
 

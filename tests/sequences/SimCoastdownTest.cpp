@@ -42,8 +42,8 @@ TEST_F(SimCoastdown, BothWindowsLandOnTheCalculatedTimeAndTheResultsComeBackAtTh
     EXPECT_TRUE(r.Run);
     EXPECT_NEAR(r.CCDT, test::CoastPowerHp(p.HiSpeed, p.LoSpeed, 1.0, weight) / p.LoadHP, 1e-4);
     EXPECT_LT(r.PercentDelta, 2.0f);
-    std::printf("window %d: actual %.3f s, calculated %.3f s, percent delta %.3f%%\n", w, r.ACDT, r.CCDT,
-                r.PercentDelta);
+    std::printf("window %d: actual %.3f s, calculated %.3f s, percent delta %.3f%%\n", w, r.ACDT,
+                r.CCDT, r.PercentDelta);
     EXPECT_NEAR(r.PercentDelta, std::fabs(r.ACDT - r.CCDT) * 100.0 / r.CCDT, 1e-3);
     // The device's stopwatch and the server's own crossings agree.
     EXPECT_NEAR(r.CoastMs / 1000.0, r.Stopwatch, 0.15);

@@ -26,8 +26,9 @@ TEST(SimParasitics, RecoversTheSimulatorsLossCurveThroughTheLeastSquaresFit) {
   const ReadingsStore& s = rig.f.ctx->store;
   for (auto [mph, device] : {std::pair{15.0, s.Losses15Mph}, std::pair{25.0, s.Losses25Mph}}) {
     EXPECT_NEAR(device / 74.57, loss.PowerHp(mph), 0.03 * loss.PowerHp(mph)) << mph;
-    std::printf("loss at %.0f mph: recovered %.4f HP, simulator's curve %.4f HP (%+.2f%%)\n", mph, device / 74.57,
-                loss.PowerHp(mph), (device / 74.57 / loss.PowerHp(mph) - 1.0) * 100.0);
+    std::printf("loss at %.0f mph: recovered %.4f HP, simulator's curve %.4f HP (%+.2f%%)\n", mph,
+                device / 74.57, loss.PowerHp(mph),
+                (device / 74.57 / loss.PowerHp(mph) - 1.0) * 100.0);
   }
   // The fit is the least-squares quadratic through the measured loss torques.
   const ParasiticsResult& r = rig.sequencer.Parasitics().ParasiticsResults;
@@ -82,7 +83,8 @@ TEST(SimParasitics, AStopDuringTheRunUpSwitchesTheMotorOffAndStillEnds) {
     rig.Start(test::Parasitics);
     ASSERT_TRUE(rig.RunUntil([&] { return rig.T().TestStage == stage; }, 60.0, 1)) << stage;
     rig.Stop();
-    ASSERT_TRUE(rig.RunToEnd(300.0)) << "stage " << stage << ": the test must not wait for ever with the motor on";
+    ASSERT_TRUE(rig.RunToEnd(300.0))
+        << "stage " << stage << ": the test must not wait for ever with the motor on";
     EXPECT_EQ(rig.T().LastTestCompletionStatus, ltcs::Aborted) << stage;
     const auto commands = rig.Commands();
     ASSERT_GE(commands.size(), 4u) << stage;

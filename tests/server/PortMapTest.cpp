@@ -14,7 +14,8 @@ TEST(PortMap, MappingsAndDefaultsNameTheirDeviceAndRefusalsTheirReason) {
     bool simulate;        // --simulate
     const char* mapping;  // nullptr: the port is left unmapped
     int16_t port;
-    const char* result;  // what the port is, or why the mapping was refused (the port then keeps its default)
+    const char* result;  // what the port is, or why the mapping was refused (the port then keeps
+                         // its default)
     bool simulated;
   };
   const Case cases[] = {
@@ -31,12 +32,15 @@ TEST(PortMap, MappingsAndDefaultsNameTheirDeviceAndRefusalsTheirReason) {
       {false, "1=", 1, "expected N=DEVICE, got '1='", false},
       {false, "COM1=sim", 1, "port number 'COM1' is not a number", false},
       {false, "0=sim", 1, "port number must be 1 to 255, got '0'", false},
-      {false, "12345678901234567890=sim", 1, "port number must be 1 to 255, got '12345678901234567890'", false},
-      {false, "1=socket://127.0.0.1:", 1, "expected socket://host:port, got 'socket://127.0.0.1:'", false},
+      {false, "12345678901234567890=sim", 1,
+       "port number must be 1 to 255, got '12345678901234567890'", false},
+      {false, "1=socket://127.0.0.1:", 1, "expected socket://host:port, got 'socket://127.0.0.1:'",
+       false},
       {false, "1=socket://:4001", 1, "expected socket://host:port, got 'socket://:4001'", false},
   };
   for (const auto& c : cases) {
-    const std::string label = c.mapping == nullptr ? "unmapped " + std::to_string(c.port) : c.mapping;
+    const std::string label =
+        c.mapping == nullptr ? "unmapped " + std::to_string(c.port) : c.mapping;
     VirtualTimeLoop loop;
     PortMap ports(loop, c.simulate);
     std::string error;

@@ -36,18 +36,36 @@ TEST_P(SimConsole, CommandsChangeWhatTheDyneShows) {
 
 INSTANTIATE_TEST_SUITE_P(
     Lines, SimConsole,
-    ::testing::Values(
-        ConsoleCase{"RestraintsAndFaults",
-                    {"restraints in", "fault motor", "fault overtemp", "fault error6", "fault error7", "fault error12",
-                     "clear error7"},
-                    Enquiry('D'), "0100001010011100"},
-        ConsoleCase{"ClearAll", {"fault overtemp", "fault error6", "clear all"}, Enquiry('D'), "0100000000000000"},
-        ConsoleCase{"ScaleLoads", {"scale left 812", "scale right 650"}, GetVariable("238"), " 238=1462 lb\r"},
-        ConsoleCase{"ScaleDeviceAndWeights", {"scale right device on", "scale right weights 5"}, GetVariable("216"),
-                    " 216=498 lb\r"},  // 57 lb device + 5 x 88.16 lb
-        ConsoleCase{"ScaleWeightsNeedTheDevice", {"scale right weights 5"}, GetVariable("216"), " 216=0 lb\r"},
-        ConsoleCase{"LoadCellDeviceAndWeights", {"device on", "weights 3"}, GetVariable("231"), " 231=270.0 lbf\r"},
-        ConsoleCase{"ADriverHoldsItsSpeed", {"drive speed 30"}, GetVariable("209"), " 209=30.0 mph\r", 60'000}),
+    ::testing::Values(ConsoleCase{"RestraintsAndFaults",
+                                  {"restraints in", "fault motor", "fault overtemp", "fault error6",
+                                   "fault error7", "fault error12", "clear error7"},
+                                  Enquiry('D'),
+                                  "0100001010011100"},
+                      ConsoleCase{"ClearAll",
+                                  {"fault overtemp", "fault error6", "clear all"},
+                                  Enquiry('D'),
+                                  "0100000000000000"},
+                      ConsoleCase{"ScaleLoads",
+                                  {"scale left 812", "scale right 650"},
+                                  GetVariable("238"),
+                                  " 238=1462 lb\r"},
+                      ConsoleCase{"ScaleDeviceAndWeights",
+                                  {"scale right device on", "scale right weights 5"},
+                                  GetVariable("216"),
+                                  " 216=498 lb\r"},  // 57 lb device + 5 x 88.16 lb
+                      ConsoleCase{"ScaleWeightsNeedTheDevice",
+                                  {"scale right weights 5"},
+                                  GetVariable("216"),
+                                  " 216=0 lb\r"},
+                      ConsoleCase{"LoadCellDeviceAndWeights",
+                                  {"device on", "weights 3"},
+                                  GetVariable("231"),
+                                  " 231=270.0 lbf\r"},
+                      ConsoleCase{"ADriverHoldsItsSpeed",
+                                  {"drive speed 30"},
+                                  GetVariable("209"),
+                                  " 209=30.0 mph\r",
+                                  60'000}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(SimConsoleCommands, GetStatusQuitAndNonsense) {
@@ -57,7 +75,8 @@ TEST(SimConsoleCommands, GetStatusQuitAndNonsense) {
   EXPECT_EQ(console.Execute("get 209").text, "209-SPEED = 0.0 mph");
   EXPECT_NE(console.Execute("status").text.find("0100000000000000"), std::string::npos);
   EXPECT_TRUE(console.Execute("quit").quit);
-  for (const char* bad : {"get 7", "weights", "scale middle 5", "fault gremlins", "drive sideways", "inject bugs", "fly"}) {
+  for (const char* bad : {"get 7", "weights", "scale middle 5", "fault gremlins", "drive sideways",
+                          "inject bugs", "fly"}) {
     const auto result = console.Execute(bad);
     EXPECT_FALSE(result.ok || result.text.empty()) << bad;
   }

@@ -22,7 +22,8 @@ namespace tavkelo::test {
 namespace {
 
 // Writes a request on fd and collects the reply until `expectedBytes` came (or loop time runs out).
-std::string Exchange(VirtualTimeLoop& loop, int fd, const std::string& request, size_t expectedBytes) {
+std::string Exchange(VirtualTimeLoop& loop, int fd, const std::string& request,
+                     size_t expectedBytes) {
   EXPECT_EQ(::write(fd, request.data(), request.size()), static_cast<ssize_t>(request.size()));
   std::string reply;
   loop.PumpUntil(
@@ -64,7 +65,10 @@ TEST(SimEndpoints, APseudoTerminalServesTheProtocolToWhoeverOpensIt) {
 
 int Connect(uint16_t port) {
   int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in addr{.sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+  sockaddr_in addr{.sin_family = AF_INET,
+                   .sin_port = htons(port),
+                   .sin_addr = {htonl(INADDR_LOOPBACK)},
+                   .sin_zero = {}};
   EXPECT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
   return fd;
 }

@@ -27,7 +27,9 @@ TEST(SimFaults, EachScriptedFaultSpoilsTheNextReplyInItsOwnWay) {
   EXPECT_EQ(bench.Exchange(kNak), kRest);
   const std::string corrupt = faulted(FaultKind::CorruptByte, Enquiry('D'));
   ASSERT_EQ(corrupt.size(), kRest.size());
-  EXPECT_EQ(std::inner_product(corrupt.begin(), corrupt.end(), kRest.begin(), 0, std::plus<>(), std::not_equal_to<>()), 1);
+  EXPECT_EQ(std::inner_product(corrupt.begin(), corrupt.end(), kRest.begin(), 0, std::plus<>(),
+                               std::not_equal_to<>()),
+            1);
   EXPECT_EQ(faulted(FaultKind::LoseByte, Enquiry('D')).size(), kRest.size() - 1);
   bench.controller.ScheduleFault(FaultKind::LateReply, 1);
   EXPECT_EQ(bench.Exchange(Enquiry('D'), 300), "");
@@ -50,20 +52,31 @@ struct Conversation {
 };
 Conversation Converse(uint32_t seed) {
   KeloSimOptions options;
-  options.faults = {.seed = seed, .loseByte = 0.2, .corruptByte = 0.2, .lateReply = 0.2, .wrongChecksum = 0.2,
-                    .nak = 0.2, .silence = 0.2, .lateReplyUs = 150'000};
+  options.faults = {.seed = seed,
+                    .loseByte = 0.2,
+                    .corruptByte = 0.2,
+                    .lateReply = 0.2,
+                    .wrongChecksum = 0.2,
+                    .nak = 0.2,
+                    .silence = 0.2,
+                    .lateReplyUs = 150'000};
   options.physics.loadCell.noiseLbf = 0.5;
   options.physics.loadCell.noiseSeed = seed;
   SimBench bench(options);
-  const std::string requests[] = {Enquiry('D'), Enquiry('C'), GetVariable("231"), Action('J'),
-                                  WriteVariable("200", "20.0 mph"), GetVariable("  1")};
+  const std::string requests[] = {Enquiry('D'),
+                                  Enquiry('C'),
+                                  GetVariable("231"),
+                                  Action('J'),
+                                  WriteVariable("200", "20.0 mph"),
+                                  GetVariable("  1")};
   Conversation c;
   for (int i = 0; i < 300; ++i) {
     c.received.push_back(bench.Exchange(requests[i % 6], 100));
     if (c.received.back().starts_with('\x02')) bench.Send(i % 5 == 0 ? kNak : kAck);
   }
   c.received.push_back(bench.Receive(500));
-  for (int kind = 0; kind < kFaultKinds; ++kind) c.applied.push_back(bench.controller.Faults().Applied(FaultKind(kind)));
+  for (int kind = 0; kind < kFaultKinds; ++kind)
+    c.applied.push_back(bench.controller.Faults().Applied(FaultKind(kind)));
   return c;
 }
 
@@ -75,7 +88,8 @@ TEST(SimFaults, TheSameSeedGivesTheSameFaultsAndAnotherSeedOthers) {
   for (int kind : {int(FaultKind::LateReply), int(FaultKind::Nak), int(FaultKind::Silence)}) {
     EXPECT_NEAR(first.applied[size_t(kind)] / 300.0, 0.2, 0.07) << kind;
   }
-  for (int kind : {int(FaultKind::LoseByte), int(FaultKind::CorruptByte), int(FaultKind::WrongChecksum)}) {
+  for (int kind :
+       {int(FaultKind::LoseByte), int(FaultKind::CorruptByte), int(FaultKind::WrongChecksum)}) {
     EXPECT_GT(first.applied[size_t(kind)], 300 * 0.05) << kind;
     EXPECT_LT(first.applied[size_t(kind)], 300 * 0.25) << kind;
   }

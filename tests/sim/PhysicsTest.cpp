@@ -14,7 +14,8 @@ namespace {
 
 constexpr double kFtPerMph = 5280.0 / 3600.0;
 constexpr double kG = 32.174;
-constexpr double kBaseLb = 907.0 * 2.20462;  // base inertia 907 kg as the weight the controller simulates
+constexpr double kBaseLb =
+    907.0 * 2.20462;  // base inertia 907 kg as the weight the controller simulates
 
 // Seconds from v1 down to v2 mph with the rolls braked by lbf(mph): dt = m dv / F, midpoint rule.
 double Seconds(double v1, double v2, const std::function<double(double)>& lbf) {
@@ -34,7 +35,8 @@ std::function<double(double)> LossLbf(const SimBench& bench) {
 struct Trajectory {
   std::vector<std::pair<double, double>> samples;  // (s, mph)
   explicit Trajectory(SimBench& bench) {
-    bench.controller.Plant().SetStepObserver([this](double t, double mph) { samples.emplace_back(t, mph); });
+    bench.controller.Plant().SetStepObserver(
+        [this](double t, double mph) { samples.emplace_back(t, mph); });
   }
   double FallThrough(double mph) const {
     for (size_t i = 1; i < samples.size(); ++i) {
@@ -69,9 +71,11 @@ TEST(SimPhysics, AFreeCoastTakesWindowByWindowWhatTheLossCurveAndInertiaGive) {
   Trajectory trajectory(bench);
   ASSERT_EQ(bench.Exchange(Action('K')), kAck);
   ASSERT_TRUE(CoastBelow(bench, 5.0));
-  for (auto [v1, v2] : {std::pair{30.0, 26.0}, {25.0, 21.0}, {20.0, 16.0}, {15.0, 11.0}, {10.0, 6.0}}) {
+  for (auto [v1, v2] :
+       {std::pair{30.0, 26.0}, {25.0, 21.0}, {20.0, 16.0}, {15.0, 11.0}, {10.0, 6.0}}) {
     const double expected = Seconds(v1, v2, LossLbf(bench));
-    EXPECT_NEAR(trajectory.FallThrough(v2) - trajectory.FallThrough(v1), expected, expected * 0.005) << v1;
+    EXPECT_NEAR(trajectory.FallThrough(v2) - trajectory.FallThrough(v1), expected, expected * 0.005)
+        << v1;
   }
 }
 
@@ -109,7 +113,8 @@ TEST_P(SimStopWatch, MeasuresTheWindowItWasGivenAndKeepsItUntilArmedAgain) {
   ASSERT_EQ(bench.Exchange(Action('K')), kAck);
   ASSERT_TRUE(CoastBelow(bench, 20.0));
   const double measured = bench.Read(c.result);
-  EXPECT_NEAR(measured, trajectory.FallThrough(21.0) - trajectory.FallThrough(25.0), 0.0015);  // ms on the wire
+  EXPECT_NEAR(measured, trajectory.FallThrough(21.0) - trajectory.FallThrough(25.0),
+              0.0015);  // ms on the wire
   const double closedForm = Seconds(25.0, 21.0, LossLbf(bench));
   EXPECT_NEAR(measured, closedForm, closedForm * 0.005);
   bench.Run(5000);
@@ -119,7 +124,8 @@ TEST_P(SimStopWatch, MeasuresTheWindowItWasGivenAndKeepsItUntilArmedAgain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OneAndTwo, SimStopWatch,
-                         ::testing::Values(StopWatchCase{"207", "208", 'H', "227"}, StopWatchCase{"234", "235", 'R', "236"}));
+                         ::testing::Values(StopWatchCase{"207", "208", 'H', "227"},
+                                           StopWatchCase{"234", "235", 'R', "236"}));
 
 TEST(SimPhysics, TheMotorHoldsItsTopSpeedAndTheSpeedRegulatorHoldsItsTargetAgainstAVehicle) {
   SimBench bench(Options(45.0));
@@ -147,14 +153,16 @@ TEST(SimPhysics, TheTorqueRegulatorBrakesTheRollsToRest) {
   const int64_t startUs = bench.loop.NowUs();
   bench.Exchange(Action('2'));
   ASSERT_TRUE(bench.loop.PumpUntil([&] { return bench.controller.SpeedMph() <= 0.0; }, 120'000));
-  const double expected = Seconds(from, 0.0, [loss = LossLbf(bench)](double mph) { return 90.0 + loss(mph); });
+  const double expected =
+      Seconds(from, 0.0, [loss = LossLbf(bench)](double mph) { return 90.0 + loss(mph); });
   EXPECT_NEAR((bench.loop.NowUs() - startUs) / 1e6, expected, expected * 0.01);
   EXPECT_EQ(bench.controller.Plant().MachineForceLbf(), 0.0) << "at rest the brake carries nothing";
 }
 
 TEST(SimPhysics, TheDriveRegulatorSimulatesTheVehiclesRoadLoadAndInertia) {
   SimBench bench(Options());
-  const double a = 30.0, b = 0.5, c = 0.03, push = 80.0;  // road load lbf = a + b v + c v^2 (v in mph)
+  const double a = 30.0, b = 0.5, c = 0.03,
+               push = 80.0;  // road load lbf = a + b v + c v^2 (v in mph)
   bench.Exchange(WriteVariable("202", "3000 lb"));
   bench.Exchange(WriteVariable("205", "30.00000"));
   bench.Exchange(WriteVariable("204", "0.50000"));
@@ -165,7 +173,8 @@ TEST(SimPhysics, TheDriveRegulatorSimulatesTheVehiclesRoadLoadAndInertia) {
   // Setting off, the vehicle's whole mass, not the rolls', resists (acceleration in m/s²).
   EXPECT_NEAR(bench.Read("210"), (push - a) / (3000.0 / kG) * 0.3048, 0.002);
   bench.Run(400'000);
-  EXPECT_NEAR(bench.controller.SpeedMph(), (-b + std::sqrt(b * b + 4 * c * (push - a))) / (2 * c), 0.05);
+  EXPECT_NEAR(bench.controller.SpeedMph(), (-b + std::sqrt(b * b + 4 * c * (push - a))) / (2 * c),
+              0.05);
 }
 
 TEST(SimPhysics, LiftsTakeTheirTravelTimeAndInterlocksRefuseWhatIsUnsafe) {
@@ -197,7 +206,8 @@ TEST(SimPhysics, DistanceAddsUpAndTheBearingWarmsWhileTheMotorRuns) {
   bench.Exchange(Action('9'));
   bench.Run(540'000);
   const double miles = bench.Read("225");
-  const auto& log = bench.controller.Requests();  // at 45 mph from the reset's arrival to the read's
+  const auto& log =
+      bench.controller.Requests();  // at 45 mph from the reset's arrival to the read's
   EXPECT_NEAR(miles, 45.0 * (log.back().atUs - log[log.size() - 2].atUs) / 3.6e9, 0.0015);
   const double warm = bench.Read("224");
   EXPECT_GT(warm, cold + 10.0);
@@ -205,7 +215,8 @@ TEST(SimPhysics, DistanceAddsUpAndTheBearingWarmsWhileTheMotorRuns) {
   bench.Exchange(Action('K'));
   bench.Run(900'000);
   EXPECT_LT(bench.Read("224"), warm - 10.0);
-  EXPECT_EQ(bench.Exchange(Action('9') + GetVariable("225")), kAck + DataFrame(" 225=0.000 miles\r"));
+  EXPECT_EQ(bench.Exchange(Action('9') + GetVariable("225")),
+            kAck + DataFrame(" 225=0.000 miles\r"));
 }
 
 }  // namespace

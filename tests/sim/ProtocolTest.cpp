@@ -14,7 +14,9 @@ struct Step {
   std::string request, reply;
   uint32_t ms = 200;  // how long the host listens
 };
-Step Var(const char* number, const char* group) { return {GetVariable(number), DataFrame(group)}; }
+Step Var(const char* number, const char* group) {
+  return {GetVariable(number), DataFrame(group)};
+}
 std::string BadChecksum(std::string frame) {
   frame[frame.size() - 2] = frame[frame.size() - 2] == '0' ? '1' : '0';
   return frame;
@@ -42,27 +44,46 @@ TEST_P(SimWire, AnswersEachRequestWithTheExactBytes) {
 INSTANTIATE_TEST_SUITE_P(
     Frames, SimWire,
     ::testing::Values(
-        WireCase{"Status", {{Enquiry('D'), kRest}, {Action('J'), kAck}, {Enquiry('D'), DataFrame("0100000000000001")}}},
+        WireCase{"Status",
+                 {{Enquiry('D'), kRest},
+                  {Action('J'), kAck},
+                  {Enquiry('D'), DataFrame("0100000000000001")}}},
         WireCase{"VariablesZeroOrBlankFilled",
-                 {Var("000", " 0=3.12\r"), Var("  0", " 0=3.12\r"), Var("001", " 1=2173\r"), Var("  1", " 1=2173\r"),
-                  Var("088", " 88=6672\r"), Var(" 88", " 88=6672\r"), Var("059", " 59=970.00\r"),
-                  Var("209", " 209=0.0 mph\r"), Var("231", " 231=10.0 lbf\r"), Var("227", " 227=0.000 s\r"),
+                 {Var("000", " 0=3.12\r"), Var("  0", " 0=3.12\r"), Var("001", " 1=2173\r"),
+                  Var("  1", " 1=2173\r"), Var("088", " 88=6672\r"), Var(" 88", " 88=6672\r"),
+                  Var("059", " 59=970.00\r"), Var("209", " 209=0.0 mph\r"),
+                  Var("231", " 231=10.0 lbf\r"), Var("227", " 227=0.000 s\r"),
                   Var("217", " 217=0 lb\r")}},
-        WireCase{"TestValuesPowerTorqueSpeed", {{Enquiry('C'), DataFrame(" 211=0.0 Hp\r 231=10.0 lbf\r 209=0.0 mph\r")}}},
-        WireCase{"WriteWithAGoodChecksum", {{WriteVariable("200", "25.0 mph"), kAck}, Var("200", " 200=25.0 mph\r")}},
-        WireCase{"WriteWithABadChecksum",
-                 {{BadChecksum(WriteVariable("200", "25.0 mph")), kNak}, Var("200", " 200=0.0 mph\r")}},
+        WireCase{"TestValuesPowerTorqueSpeed",
+                 {{Enquiry('C'), DataFrame(" 211=0.0 Hp\r 231=10.0 lbf\r 209=0.0 mph\r")}}},
+        WireCase{"WriteWithAGoodChecksum",
+                 {{WriteVariable("200", "25.0 mph"), kAck}, Var("200", " 200=25.0 mph\r")}},
+        WireCase{
+            "WriteWithABadChecksum",
+            {{BadChecksum(WriteVariable("200", "25.0 mph")), kNak}, Var("200", " 200=0.0 mph\r")}},
         WireCase{"HostNakBringsTheSameFrameUntilAck",
-                 {Var("001", " 1=2173\r"), {kNak, DataFrame(" 1=2173\r")}, {kNak, DataFrame(" 1=2173\r")},
-                  {kAck, ""}, {kNak, ""}}},
-        WireCase{"ANewRequestEndsAnUnansweredFrame", {{Enquiry('D'), kRest}, {Action('J'), kAck}, {kNak, ""}}},
+                 {Var("001", " 1=2173\r"),
+                  {kNak, DataFrame(" 1=2173\r")},
+                  {kNak, DataFrame(" 1=2173\r")},
+                  {kAck, ""},
+                  {kNak, ""}}},
+        WireCase{"ANewRequestEndsAnUnansweredFrame",
+                 {{Enquiry('D'), kRest}, {Action('J'), kAck}, {kNak, ""}}},
         WireCase{"InvalidRequests",
-                 {{Action('W'), kNak}, {Action('z'), kNak}, {Action('D') + "X", kNak},
-                  {GetVariable("2X9"), kNak}, {GetVariable("9  "), kNak}, {GetVariable("999"), kNak},
-                  {GetVariable("007"), kNak}, {Action('F') + "200:25.0 mph\r", kNak}}},
+                 {{Action('W'), kNak},
+                  {Action('z'), kNak},
+                  {Action('D') + "X", kNak},
+                  {GetVariable("2X9"), kNak},
+                  {GetVariable("9  "), kNak},
+                  {GetVariable("999"), kNak},
+                  {GetVariable("007"), kNak},
+                  {Action('F') + "200:25.0 mph\r", kNak}}},
         WireCase{"GarbageAndBrokenOffFramesAreSkipped",
                  {{std::string("\x00\xFF\xB4zz\x11\x11", 7) + Enquiry('D'), kRest},
-                  {"\xB4\x11" "E20" + GetVariable("209"), DataFrame(" 209=0.0 mph\r")}}}),
+                  {"\xB4\x11"
+                   "E20" +
+                       GetVariable("209"),
+                   DataFrame(" 209=0.0 mph\r")}}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(SimWireActions, AreAcknowledged) {
@@ -72,7 +93,9 @@ TEST(SimWireActions, AreAcknowledged) {
   }
 }
 
-void OpenWriteAccess(SimBench& bench) { ASSERT_EQ(bench.Exchange(WriteVariable("000", "4127.00")), kAck); }
+void OpenWriteAccess(SimBench& bench) {
+  ASSERT_EQ(bench.Exchange(WriteVariable("000", "4127.00")), kAck);
+}
 
 TEST(SimVariables, SetUpVariablesNeedTheWriteAccessCode4127) {
   SimBench bench;
@@ -81,8 +104,13 @@ TEST(SimVariables, SetUpVariablesNeedTheWriteAccessCode4127) {
   EXPECT_EQ(bench.Exchange(WriteVariable("059", "1000.00")), kAck);
   EXPECT_EQ(bench.Ask(GetVariable("000")), DataFrame(" 0=3.12\r")) << "still the firmware version";
   // Measurements, unknown variables and text that is no number stay refused.
-  for (auto [number, text] : {std::pair{"209", "12.0 mph"}, {"231", "10.0 lbf"}, {"227", "1.000 s"}, {"007", "1"},
-                              {"250", "1"}, {"200", "fast"}, {"200", ""}}) {
+  for (auto [number, text] : {std::pair{"209", "12.0 mph"},
+                              {"231", "10.0 lbf"},
+                              {"227", "1.000 s"},
+                              {"007", "1"},
+                              {"250", "1"},
+                              {"200", "fast"},
+                              {"200", ""}}) {
     EXPECT_EQ(bench.Exchange(WriteVariable(number, text)), kNak) << number << " " << text;
   }
   EXPECT_EQ(bench.Exchange(WriteVariable("000", "4128.00")), kAck);  // any other code closes access
@@ -99,10 +127,16 @@ TEST(SimVariables, NegativeValuesAreReadFromTheirUnsignedForm) {
     const char* sent;
     double meant;
   };
-  for (const Decoding& d : {Decoding{"051", "65531", -5}, {"052", "32768", -32768}, {"053", "32767", 32767},
-                            {"098", "120", 120}, {"203", "878.35000", -0.5}, {"205", "873.85000", -5},
-                            {"212", "12.25000", 12.25}, {"204", "-0.02000", -0.02},
-                            {"200", "25.5 mph", 25.5}, {"228", "10.0 Hp", 10.0}}) {
+  for (const Decoding& d : {Decoding{"051", "65531", -5},
+                            {"052", "32768", -32768},
+                            {"053", "32767", 32767},
+                            {"098", "120", 120},
+                            {"203", "878.35000", -0.5},
+                            {"205", "873.85000", -5},
+                            {"212", "12.25000", 12.25},
+                            {"204", "-0.02000", -0.02},
+                            {"200", "25.5 mph", 25.5},
+                            {"228", "10.0 Hp", 10.0}}) {
     ASSERT_EQ(bench.Exchange(WriteVariable(d.number, d.sent)), kAck) << d.number;
     const auto number = static_cast<uint8_t>(std::atoi(d.number));
     EXPECT_NEAR(bench.controller.VariableValue(number).value_or(1e9), d.meant, 1e-9) << d.number;
@@ -136,7 +170,8 @@ TEST(SimVariables, TheDefaultLossWordsDescribeTheTrueLossCurve) {
   EXPECT_EQ(bench.controller.VariableValue(51).value_or(-1), std::round(0.04 * 50 * 74.57));
   EXPECT_EQ(bench.controller.VariableValue(52).value_or(-1), std::round(0.001 * 2500 * 74.57));
   EXPECT_EQ(bench.controller.VariableValue(53).value_or(-1), std::round(0.00003 * 125000 * 74.57));
-  EXPECT_EQ(bench.controller.VariableValue(98).value_or(-1), std::round((0.6 + 0.225 + 0.00003 * 3375) * 74.57));
+  EXPECT_EQ(bench.controller.VariableValue(98).value_or(-1),
+            std::round((0.6 + 0.225 + 0.00003 * 3375) * 74.57));
 }
 
 }  // namespace

@@ -23,14 +23,25 @@ inline std::string Checked(const std::string& body) {
   return body + hex + "$";
 }
 
-inline std::string Action(char command) { return std::string("\xB4\x11") + command; }
-inline std::string Enquiry(char command) { return Action(command) + '\x05'; }
-inline std::string GetVariable(std::string_view number3) { return Action('E') + std::string(number3) + '\x05'; }
+inline std::string Action(char command) {
+  return std::string("\xB4\x11") + command;
+}
+inline std::string Enquiry(char command) {
+  return Action(command) + '\x05';
+}
+inline std::string GetVariable(std::string_view number3) {
+  return Action('E') + std::string(number3) + '\x05';
+}
 // The checksum runs from the 0x11 through the ETB.
 inline std::string WriteVariable(std::string_view number3, std::string_view valueText) {
-  return "\xB4" + Checked("\x11" "F" + std::string(number3) + "=" + std::string(valueText) + "\r\x17");
+  return "\xB4" + Checked(
+                      "\x11"
+                      "F" +
+                      std::string(number3) + "=" + std::string(valueText) + "\r\x17");
 }
-inline std::string DataFrame(std::string_view payload) { return Checked("\x02" + std::string(payload) + "\x17"); }
+inline std::string DataFrame(std::string_view payload) {
+  return Checked("\x02" + std::string(payload) + "\x17");
+}
 
 inline const std::string kAck = "\x06";
 inline const std::string kNak = "\x15";
@@ -38,12 +49,15 @@ inline const std::string kNak = "\x15";
 // The value of the one group of a "Get Variable" data frame (" 227=12.345 s\r" gives 12.345).
 inline double GroupValue(const std::string& frame) {
   const auto eq = frame.find('=');
-  return frame.starts_with('\x02') && eq != std::string::npos ? std::strtod(frame.c_str() + eq + 1, nullptr) : -1e9;
+  return frame.starts_with('\x02') && eq != std::string::npos
+             ? std::strtod(frame.c_str() + eq + 1, nullptr)
+             : -1e9;
 }
 
 class SimBench {
  public:
-  explicit SimBench(KeloSimOptions options = {}) : line(loop), controller(loop, std::move(options)) {
+  explicit SimBench(KeloSimOptions options = {})
+      : line(loop), controller(loop, std::move(options)) {
     line.HostEnd().Open();
     controller.Attach(line.DeviceEnd());
   }

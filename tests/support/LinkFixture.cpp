@@ -35,7 +35,8 @@ void LinkFixture::ConnectLink() {
 std::string StripStamp(const std::string& line) {
   if (line.size() < 10) return line;
   bool stamp = line[6] == '.' && line[9] == '-';
-  for (int i : {0, 1, 2, 3, 4, 5, 7, 8}) stamp = stamp && line[static_cast<size_t>(i)] >= '0' && line[static_cast<size_t>(i)] <= '9';
+  for (int i : {0, 1, 2, 3, 4, 5, 7, 8})
+    stamp = stamp && line[static_cast<size_t>(i)] >= '0' && line[static_cast<size_t>(i)] <= '9';
   bool blank = line.compare(0, 10, std::string(10, ' ')) == 0;
   return (stamp || blank) ? line.substr(10) : line;
 }
@@ -59,12 +60,15 @@ std::vector<std::string> LinkFixture::LogLines() const {
   return lines;
 }
 
-bool LinkFixture::LogContains(const std::string& text) const { return LogText().find(text) != std::string::npos; }
+bool LinkFixture::LogContains(const std::string& text) const {
+  return LogText().find(text) != std::string::npos;
+}
 
 int LinkFixture::LogCount(const std::string& text) const {
   std::string all = LogText();
   int count = 0;
-  for (size_t pos = all.find(text); pos != std::string::npos; pos = all.find(text, pos + 1)) ++count;
+  for (size_t pos = all.find(text); pos != std::string::npos; pos = all.find(text, pos + 1))
+    ++count;
   return count;
 }
 

@@ -5,7 +5,9 @@
 
 namespace tavkelo::test {
 
-bool IsExchangeResult(int32_t r) { return r == 0 || r == 2 || r == 3 || r == 4 || r == 5 || r == 8; }
+bool IsExchangeResult(int32_t r) {
+  return r == 0 || r == 2 || r == 3 || r == 4 || r == 5 || r == 8;
+}
 
 std::vector<int32_t> RunExchangesWithReplies(const uint8_t* data, size_t size) {
   static const uint8_t kCommands[] = {'C', 'D', 'E', 'E', 'J', '5', 'F'};

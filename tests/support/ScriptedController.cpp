@@ -4,7 +4,9 @@
 
 namespace tavkelo::test {
 
-std::vector<uint8_t> Bytes(const std::string& text) { return std::vector<uint8_t>(text.begin(), text.end()); }
+std::vector<uint8_t> Bytes(const std::string& text) {
+  return std::vector<uint8_t>(text.begin(), text.end());
+}
 
 std::vector<uint8_t> DataFrame(const std::string& payload) {
   std::vector<uint8_t> frame(payload.size() + 2);
@@ -76,8 +78,9 @@ void ScriptedController::OnBytes() {
       length = 3;
     }
     if (pending_.size() < length) return;
-    ReceivedFrame f{std::vector<uint8_t>(pending_.begin(), pending_.begin() + static_cast<long>(length)),
-                    loop_.NowUs()};
+    ReceivedFrame f{
+        std::vector<uint8_t>(pending_.begin(), pending_.begin() + static_cast<long>(length)),
+        loop_.NowUs()};
     pending_.erase(pending_.begin(), pending_.begin() + static_cast<long>(length));
     received_.push_back(f);
     Respond(f);

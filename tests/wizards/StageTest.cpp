@@ -22,7 +22,8 @@ TEST(LoadCellStages, ExpectedTorqueFromTheCalibrationWeight) {
   rig.store.DyneTorque = -1.234f;
   rig.Step();
   EXPECT_NEAR(rig.record.ExpectedTorque, 112.4045, 0.001);
-  EXPECT_EQ(rig.seq.Forms().LoadCellForm().lblNVVal.Caption(), "112.4") << "the bare number, no unit";
+  EXPECT_EQ(rig.seq.Forms().LoadCellForm().lblNVVal.Caption(), "112.4")
+      << "the bare number, no unit";
   EXPECT_EQ(rig.seq.Forms().LoadCellForm().lblLoadVal.Caption(), "-1.23 ft-lb");
   EXPECT_EQ(rig.t.TestStage, 2);
 }
@@ -34,9 +35,9 @@ TEST(LoadCellStages, ContinueIsOfferedAndTakenOnlyWithinTheReadyBand) {
     float torque;
     const char* command;  // "" when not ready
   };
-  const Case cases[] = {{9, 19.99f, ""},   {9, 20.0f, "T"},   {9, 70.0f, "T"},    {9, 70.01f, ""},
-                        {12, 87.3f, ""},   {12, 87.4f, "M"},  {12, 137.4f, "M"},  {12, 137.5f, ""},
-                        {16, 112.4f, "N"}, {14, 25.0f, "T"},  {14, 26.0f, ""}};
+  const Case cases[] = {{9, 19.99f, ""},   {9, 20.0f, "T"},  {9, 70.0f, "T"},   {9, 70.01f, ""},
+                        {12, 87.3f, ""},   {12, 87.4f, "M"}, {12, 137.4f, "M"}, {12, 137.5f, ""},
+                        {16, 112.4f, "N"}, {14, 25.0f, "T"}, {14, 26.0f, ""}};
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.stage) + " at " + std::to_string(c.torque));
     StageRig rig(1);
@@ -60,8 +61,8 @@ TEST(LoadCellStages, AnOffsetThatDoesNotSettleTimesOutIntoAnAbort) {
     int32_t elapsedMs;
     const char* command;  // "" while the stage still waits
   };
-  const Case cases[] = {{10, 150000, ""}, {10, 150001, "U"}, {15, 149999, ""},
-                        {15, 150000, "U"}, {18, 149999, ""}, {18, 150000, "V"}};
+  const Case cases[] = {{10, 150000, ""},  {10, 150001, "U"}, {15, 149999, ""},
+                        {15, 150000, "U"}, {18, 149999, ""},  {18, 150000, "V"}};
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.stage) + " after " + std::to_string(c.elapsedMs));
     StageRig rig(1);
@@ -111,8 +112,9 @@ TEST(WeightScaleStages, ContinueIsOfferedOnlyWithinTheReadyBand) {
     float display;
     bool ready;
   };
-  const Case cases[] = {{6, 49.9f, false},  {6, 50.0f, true},  {10, 49.9f, false},  {10, 57.0f, true},
-                        {8, 220.3f, false}, {8, 220.4f, true}, {12, 661.2f, true},  {12, 661.3f, false}};
+  const Case cases[] = {{6, 49.9f, false},  {6, 50.0f, true},   {10, 49.9f, false},
+                        {10, 57.0f, true},  {8, 220.3f, false}, {8, 220.4f, true},
+                        {12, 661.2f, true}, {12, 661.3f, false}};
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.stage) + " at " + std::to_string(c.display));
     StageRig rig(2);
@@ -123,7 +125,8 @@ TEST(WeightScaleStages, ContinueIsOfferedOnlyWithinTheReadyBand) {
     rig.Step();
     frmWSCal& form = rig.seq.Forms().WeightScaleForm();
     EXPECT_EQ(form.cmdContinue.Visible(), c.ready);
-    EXPECT_EQ((left ? form.lblLeftWSVal : form.lblRightWSVal).BackColor(), c.ready ? 16711680 : 255);
+    EXPECT_EQ((left ? form.lblLeftWSVal : form.lblRightWSVal).BackColor(),
+              c.ready ? 16711680 : 255);
   }
 }
 
@@ -146,11 +149,13 @@ TEST(WeightScaleStages, TheOffsetStageWaits3000MsThenTakesASettledOffset) {
   int32_t firstInBand = -1;
   ASSERT_TRUE(rig.StepUntil(
       [&] {
-        if (firstInBand < 0 && std::fabs(rig.record.Left.ScaleDisplay) <= 10.0f) firstInBand = rig.Tick();
+        if (firstInBand < 0 && std::fabs(rig.record.Left.ScaleDisplay) <= 10.0f)
+          firstInBand = rig.Tick();
         return rig.t.TestStage == 8;
       },
       500, 100));
-  EXPECT_EQ(rig.Tick() - firstInBand, 5000) << "the step after more than 5 s since the last one outside";
+  EXPECT_EQ(rig.Tick() - firstInBand, 5000)
+      << "the step after more than 5 s since the last one outside";
   EXPECT_NEAR(rig.record.Left.ScaleOffset, 58.0, 0.01);
   EXPECT_TRUE(rig.f.LogContains("Left Offset: 58"));
   EXPECT_TRUE(rig.sent.empty());

@@ -38,31 +38,50 @@ TEST_F(Forms, EveryInstructionSetterWritesItsExactLines) {
   const char* sel = "Select 'Continue' when";
   const char* rdy = " ready.";
   const SetterCase cases[] = {
-      {"ClearInstructions", [](WizardForm& f) { f.ClearInstructions(); }, {"", "", "", "", "", "", "", "", ""}, std::nullopt},
-      {"ShowContinuePrompt(true)", [](WizardForm& f) { f.ShowContinuePrompt(true); },
-       {o[1], o[2], o[3], o[4], o[5], o[6], o[7], sel, rdy}, true},
-      {"ShowContinuePrompt(false)", [](WizardForm& f) { f.ShowContinuePrompt(false); },
-       {o[1], o[2], o[3], o[4], o[5], o[6], o[7], "", ""}, false},
-      {"ShowLiftRaiseCaution", [](WizardForm& f) { f.ShowLiftRaiseCaution(); },
-       {"      *** CAUTION ***", "  Dyne lift will be raised.", o[3], o[4], o[5], o[6], o[7], sel, rdy}, true},
-      {"ShowConnectDevicesPrompt(true)", [](WizardForm& f) { f.ShowConnectDevicesPrompt(true); },
-       {"Connect calibration", " devices including", " weight tray.", "", "DO NOT place weights.", "", "", sel, rdy}, true},
-      {"ShowRemoveAllPrompt(false)", [](WizardForm& f) { f.ShowRemoveAllPrompt(false); },
-       {"Remove the calibration", " weights and devices.", "", "", "", "", "", "", ""}, false},
-      {"ShowCalibrationCompletePrompt", [](WizardForm& f) { f.ShowCalibrationCompletePrompt(); },
-       {"Calibration complete.", "", "Remove AC power from", "the dyne then", "restore AC power to the",
-        "dyne before continuing.", "", sel, rdy},
-       true, false},
+      {"ClearInstructions",
+       [](WizardForm& f) { f.ClearInstructions(); },
+       {"", "", "", "", "", "", "", "", ""},
+       std::nullopt},
+      {"ShowContinuePrompt(true)",
+       [](WizardForm& f) { f.ShowContinuePrompt(true); },
+       {o[1], o[2], o[3], o[4], o[5], o[6], o[7], sel, rdy},
+       true},
+      {"ShowContinuePrompt(false)",
+       [](WizardForm& f) { f.ShowContinuePrompt(false); },
+       {o[1], o[2], o[3], o[4], o[5], o[6], o[7], "", ""},
+       false},
+      {"ShowLiftRaiseCaution",
+       [](WizardForm& f) { f.ShowLiftRaiseCaution(); },
+       {"      *** CAUTION ***", "  Dyne lift will be raised.", o[3], o[4], o[5], o[6], o[7], sel,
+        rdy},
+       true},
+      {"ShowConnectDevicesPrompt(true)",
+       [](WizardForm& f) { f.ShowConnectDevicesPrompt(true); },
+       {"Connect calibration", " devices including", " weight tray.", "", "DO NOT place weights.",
+        "", "", sel, rdy},
+       true},
+      {"ShowRemoveAllPrompt(false)",
+       [](WizardForm& f) { f.ShowRemoveAllPrompt(false); },
+       {"Remove the calibration", " weights and devices.", "", "", "", "", "", "", ""},
+       false},
+      {"ShowCalibrationCompletePrompt",
+       [](WizardForm& f) { f.ShowCalibrationCompletePrompt(); },
+       {"Calibration complete.", "", "Remove AC power from", "the dyne then",
+        "restore AC power to the", "dyne before continuing.", "", sel, rdy},
+       true,
+       false},
   };
   for (const SetterCase& c : cases) {
     for (bool continueBefore : {false, true}) {
-      SCOPED_TRACE(std::string(c.name) + (continueBefore ? ", Continue shown before" : ", Continue hidden before"));
+      SCOPED_TRACE(std::string(c.name) +
+                   (continueBefore ? ", Continue shown before" : ", Continue hidden before"));
       forms.UnloadLoadCellForm();
       WizardForm& form = forms.LoadCellForm();
       for (int n = 1; n <= 9; ++n) form.InstLine(n).SetCaption(o[n]);
       form.cmdContinue.SetVisible(continueBefore);
       c.apply(form);
-      for (int n = 1; n <= 9; ++n) EXPECT_EQ(form.InstLine(n).Caption(), c.lines[static_cast<size_t>(n - 1)]) << "line " << n;
+      for (int n = 1; n <= 9; ++n)
+        EXPECT_EQ(form.InstLine(n).Caption(), c.lines[static_cast<size_t>(n - 1)]) << "line " << n;
       EXPECT_EQ(form.cmdContinue.Visible(), c.continueVisible.value_or(continueBefore));
       EXPECT_EQ(form.cmdAbort.Visible(), c.abortVisible);
     }
@@ -116,8 +135,8 @@ TEST_F(Forms, SnapshotAndChangeCounters) {
   EXPECT_EQ(snap->Name, "frmWSCal");
   EXPECT_EQ(snap->ChangeCount, form.ChangeCount());
   ASSERT_EQ(snap->Controls.size(), form.Controls().size());
-  EXPECT_EQ(snap->Controls[30], (WizardControlState{"lblLeftWSVal", WizardControlKind::Label, "57", true, 0, 16711680,
-                                                    "MS Sans Serif"}));
+  EXPECT_EQ(snap->Controls[30], (WizardControlState{"lblLeftWSVal", WizardControlKind::Label, "57",
+                                                    true, 0, 16711680, "MS Sans Serif"}));
   EXPECT_FALSE(snap->Controls[1].Visible) << "cmdAbort";
   forms.UnloadWeightScaleForm();
   EXPECT_FALSE(forms.SnapshotOpenForm().has_value());
@@ -126,11 +145,18 @@ TEST_F(Forms, SnapshotAndChangeCounters) {
 
 TEST(WizardButtons, NamesAViewerMayUse) {
   const std::pair<const char*, std::optional<WizardButton>> cases[] = {
-      {"continue", WizardButton::Continue}, {"Abort", WizardButton::Abort},   {"HELP", WizardButton::Help},
-      {"cmdContinue", WizardButton::Continue}, {"cmdAbort", WizardButton::Abort}, {"cmdHelp", WizardButton::Help},
-      {"", std::nullopt},                    {"ok", std::nullopt},           {"continue ", std::nullopt},
+      {"continue", WizardButton::Continue},
+      {"Abort", WizardButton::Abort},
+      {"HELP", WizardButton::Help},
+      {"cmdContinue", WizardButton::Continue},
+      {"cmdAbort", WizardButton::Abort},
+      {"cmdHelp", WizardButton::Help},
+      {"", std::nullopt},
+      {"ok", std::nullopt},
+      {"continue ", std::nullopt},
   };
-  for (const auto& [name, button] : cases) EXPECT_EQ(WizardButtonFromName(name), button) << "'" << name << "'";
+  for (const auto& [name, button] : cases)
+    EXPECT_EQ(WizardButtonFromName(name), button) << "'" << name << "'";
 }
 
 }  // namespace

@@ -50,7 +50,8 @@ void StageRig::OpenAt(int16_t stage) {
 void ScriptedOperator::Act() {
   WizardForm* form = forms_.OpenForm();
   if (form == nullptr || !form->Visible()) return;
-  const std::string l1 = form->lblInstLine1.Caption(), l2 = form->lblInstLine2.Caption(), l4 = form->lblInstLine4.Caption();
+  const std::string l1 = form->lblInstLine1.Caption(), l2 = form->lblInstLine2.Caption(),
+                    l4 = form->lblInstLine4.Caption();
   if (l1 != lastPrompt_) {
     lastPrompt_ = l1;
     if (onNewPrompt) onNewPrompt(*form);
@@ -100,7 +101,8 @@ void SimWizardRig::Start(QRTXAnalogInputIndeces input) {
   start_ = f.RequestCount();
 }
 
-bool SimWizardRig::RunUntil(const std::function<bool()>& pred, double limitS, ScriptedOperator* op) {
+bool SimWizardRig::RunUntil(const std::function<bool()>& pred, double limitS,
+                            ScriptedOperator* op) {
   const int64_t endUs = f.loop.NowUs() + static_cast<int64_t>(limitS * 1e6);
   while (!pred()) {
     if (f.loop.NowUs() >= endUs) return false;
@@ -111,7 +113,8 @@ bool SimWizardRig::RunUntil(const std::function<bool()>& pred, double limitS, Sc
 }
 
 std::vector<std::string> SimWizardRig::Commands() const {
-  static const std::vector<std::string> polled = {"C", "D", "E000", "E210", "E216", "E217", "E222", "E224", "E225", "E244"};
+  static const std::vector<std::string> polled = {"C",    "D",    "E000", "E210", "E216",
+                                                  "E217", "E222", "E224", "E225", "E244"};
   std::vector<std::string> out;
   for (const std::string& n : f.RequestNames(start_)) {
     if (std::find(polled.begin(), polled.end(), n) == polled.end()) out.push_back(n);

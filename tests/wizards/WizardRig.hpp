@@ -59,7 +59,8 @@ class SimWizardRig {
   ~SimWizardRig();
   // Connect, then SpanAnalogInput with `input`; requests are counted from there.
   void Start(QRTXAnalogInputIndeces input);
-  // Runs in 100 ms slices, the operator (if any) acting after each, until pred holds; false after limitS.
+  // Runs in 100 ms slices, the operator (if any) acting after each, until pred holds; false after
+  // limitS.
   bool RunUntil(const std::function<bool()>& pred, double limitS, ScriptedOperator* op);
   bool RunToEnd(double limitS, ScriptedOperator* op) {
     return RunUntil([this] { return f.ctx->test.CurCalibration == calibration::None; }, limitS, op);

@@ -17,14 +17,22 @@ namespace {
 
 std::string CppType(const AutoTypeRef& t) {
   switch (t.type) {
-    case AutoType::Void: return "void";
-    case AutoType::Boolean: return "bool";
-    case AutoType::Byte: return "uint8_t";
-    case AutoType::Integer: return "int16_t";
-    case AutoType::Long: return "int32_t";
-    case AutoType::Single: return "float";
-    case AutoType::String: return "std::string";
-    case AutoType::Enum: return t.enumName;
+    case AutoType::Void:
+      return "void";
+    case AutoType::Boolean:
+      return "bool";
+    case AutoType::Byte:
+      return "uint8_t";
+    case AutoType::Integer:
+      return "int16_t";
+    case AutoType::Long:
+      return "int32_t";
+    case AutoType::Single:
+      return "float";
+    case AutoType::String:
+      return "std::string";
+    case AutoType::Enum:
+      return t.enumName;
   }
   return "void";
 }
@@ -38,7 +46,8 @@ std::string ParamDecl(const ParamInfo& p) {
 
 // C++ expression turning a JSON value j into the type.
 std::string FromJson(const AutoTypeRef& t, const std::string& j) {
-  if (t.type == AutoType::Enum) return "static_cast<" + std::string(t.enumName) + ">(" + j + ".get<int32_t>())";
+  if (t.type == AutoType::Enum)
+    return "static_cast<" + std::string(t.enumName) + ">(" + j + ".get<int32_t>())";
   return j + ".get<" + CppType(t) + ">()";
 }
 
@@ -58,15 +67,18 @@ int main(int argc, char** argv) {
   std::ofstream h(dir + "/RemoteKeloInterface.hpp");
   std::ofstream c(dir + "/RemoteKeloInterface.cpp");
   h << "#pragma once\n// Generated from the member table by GenerateRemoteInterface; do not edit.\n"
-       "// clsKeloInterface seen from another process: each member calls the remote automation API.\n\n"
+       "// clsKeloInterface seen from another process: each member calls the remote automation "
+       "API.\n\n"
        "#include <cstdint>\n#include <string>\n\n#include \"members/KeloEnums.hpp\"\n"
        "#include \"client/AutomationClient.hpp\"\n\nnamespace tavkelo {\n\n"
        "class RemoteKeloInterface : public RemoteObject {\n public:\n"
        "  // Creates the object on the server (and keeps its lease while this lives).\n"
-       "  explicit RemoteKeloInterface(AutomationClient& client, int leaseSeconds = 0) : RemoteObject(client, "
+       "  explicit RemoteKeloInterface(AutomationClient& client, int leaseSeconds = 0) : "
+       "RemoteObject(client, "
        "leaseSeconds) {}\n"
        "  // Takes over an object created earlier.\n"
-       "  RemoteKeloInterface(AutomationClient& client, std::string id, bool releaseAtEnd) : RemoteObject(client, "
+       "  RemoteKeloInterface(AutomationClient& client, std::string id, bool releaseAtEnd) : "
+       "RemoteObject(client, "
        "std::move(id), releaseAtEnd) {}\n\n";
   c << "// Generated from the member table by GenerateRemoteInterface; do not edit.\n"
        "#include \"RemoteKeloInterface.hpp\"\n\nnamespace tavkelo {\n\n";
@@ -76,15 +88,17 @@ int main(int argc, char** argv) {
     for (size_t i = 0; i < m.params.size(); ++i) params += (i ? ", " : "") + ParamDecl(m.params[i]);
     if (m.kind == MemberKind::PropertyPut) {
       h << "  void " << m.name << "(" << ParamDecl(m.params[0]) << ");\n";
-      c << "void RemoteKeloInterface::" << m.name << "(" << ParamDecl(m.params[0]) << ") {\n  Put(\"" << m.name
-        << "\", nlohmann::json(" << ToJson(m.params[0]) << "));\n}\n\n";
+      c << "void RemoteKeloInterface::" << m.name << "(" << ParamDecl(m.params[0])
+        << ") {\n  Put(\"" << m.name << "\", nlohmann::json(" << ToJson(m.params[0])
+        << "));\n}\n\n";
       continue;
     }
     h << "  " << result << " " << m.name << "(" << params << ");\n";
     c << result << " RemoteKeloInterface::" << m.name << "(" << params << ") {\n";
     if (m.kind == MemberKind::PropertyGet) {
       std::string query;
-      for (const ParamInfo& p : m.params) query += "{\"" + p.name + "\", std::to_string(" + p.name + ")},";
+      for (const ParamInfo& p : m.params)
+        query += "{\"" + p.name + "\", std::to_string(" + p.name + ")},";
       c << "  nlohmann::json value = Get(\"" << m.name << "\", {" << query << "});\n";
       c << "  return " << FromJson(m.result, "value") << ";\n}\n\n";
       continue;
@@ -93,7 +107,9 @@ int main(int argc, char** argv) {
     for (const ParamInfo& p : m.params) c << "  args.push_back(" << ToJson(p) << ");\n";
     c << "  nlohmann::json answer = Call(\"" << m.name << "\", args);\n";
     for (const ParamInfo& p : m.params) {
-      if (p.byRef) c << "  " << p.name << " = " << FromJson(p.type, "answer[\"byRef\"][\"" + p.name + "\"]") << ";\n";
+      if (p.byRef)
+        c << "  " << p.name << " = " << FromJson(p.type, "answer[\"byRef\"][\"" + p.name + "\"]")
+          << ";\n";
     }
     if (m.result.type == AutoType::Void) {
       c << "  (void)answer;\n}\n\n";

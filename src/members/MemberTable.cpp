@@ -24,21 +24,28 @@ constexpr bool kTalksToDyne = true;
 constexpr bool kByRef = true;
 
 MemberInfo Get(const char* name, AutoTypeRef type, bool canWait = false) {
-  return MemberInfo{name, MemberKind::PropertyGet, {}, type, canWait};
+  return MemberInfo{name, MemberKind::PropertyGet, {}, type, canWait, true};
 }
 
 // A property indexed by the window number.
 MemberInfo IndexedGet(const char* name, AutoTypeRef type) {
-  return MemberInfo{name, MemberKind::PropertyGet, {{"WhichWin", kInteger, false}}, type, false};
+  return MemberInfo{name, MemberKind::PropertyGet, {{"WhichWin", kInteger, false}}, type, false,
+                    true};
 }
 
 MemberInfo Put(const char* name, AutoTypeRef type) {
-  return MemberInfo{name, MemberKind::PropertyPut, {{"value", type, false}}, kVoid, false};
+  return MemberInfo{name, MemberKind::PropertyPut, {{"value", type, false}}, kVoid, false, false};
 }
 
 MemberInfo Method(const char* name, std::vector<ParamInfo> params, AutoTypeRef result,
                   bool canWait = false) {
-  return MemberInfo{name, MemberKind::Method, std::move(params), result, canWait};
+  return MemberInfo{name, MemberKind::Method, std::move(params), result, canWait, false};
+}
+
+// A method that only reads: it may run inside another call's wait.
+MemberInfo Reading(MemberInfo member) {
+  member.readsOnly = true;
+  return member;
 }
 
 // A method without parameters that returns an error constant.
@@ -61,7 +68,7 @@ std::vector<MemberInfo> BuildTable() {
       Method("DisConnect", {}, kVoid, kTalksToDyne),
       Method("Update", {}, kBoolean, kTalksToDyne),
       Method("ResetAutoUpdateErrorCount", {}, kVoid),
-      Method("ErrorConstantToString", {{"TheError", kError}}, kString),
+      Reading(Method("ErrorConstantToString", {{"TheError", kError}}, kString)),
       Get("AutoUpdateEnabled", kBoolean),
       Put("AutoUpdateEnabled", kBoolean),
       Get("SerialPort", kInteger),
@@ -248,13 +255,13 @@ std::vector<MemberInfo> BuildTable() {
       Command("GetConstantPowerTestParameters", kTalksToDyne),
       Command("GetConstantSpeedTestParameters", kTalksToDyne),
       Command("GetLastCoastdownTestResults"),
-      Method("GetParasiticsAtSpeed",
-             {{"TheSpeed", kSingle},
-              {"TWDRawPara", kSingle, kByRef},
-              {"FWDRawPara", kSingle, kByRef},
-              {"TWDUnseenPara", kSingle, kByRef},
-              {"FWDUnseenPara", kSingle, kByRef}},
-             kError),
+      Reading(Method("GetParasiticsAtSpeed",
+                     {{"TheSpeed", kSingle},
+                      {"TWDRawPara", kSingle, kByRef},
+                      {"FWDRawPara", kSingle, kByRef},
+                      {"TWDUnseenPara", kSingle, kByRef},
+                      {"FWDUnseenPara", kSingle, kByRef}},
+                     kError)),
       Method("StartTest", {{"TestIndex", kTestIndex}}, kError),
       Command("StopTest", kTalksToDyne),
       Method("SpanAnalogInput", {{"WhichInput", kAnalogInput}}, kError, kTalksToDyne),
@@ -302,12 +309,12 @@ std::vector<MemberInfo> BuildTable() {
               {"NewLoWinLoadHP", kSingle}},
              kError),
       // ---- placeholders
-      Method("GetAnalogInputCalibration",
-             {{"WhichInput", kAnalogInput},
-              {"ZeroVoltage", kSingle, kByRef},
-              {"PosSpan", kSingle, kByRef},
-              {"NegSpan", kSingle, kByRef}},
-             kError),
+      Reading(Method("GetAnalogInputCalibration",
+                     {{"WhichInput", kAnalogInput},
+                      {"ZeroVoltage", kSingle, kByRef},
+                      {"PosSpan", kSingle, kByRef},
+                      {"NegSpan", kSingle, kByRef}},
+                     kError)),
       Method("SetAnalogInputCalibration",
              {{"WhichInput", kAnalogInput},
               {"ZeroVoltage", kSingle},
@@ -315,17 +322,17 @@ std::vector<MemberInfo> BuildTable() {
               {"NegSpan", kSingle}},
              kError),
       Method("ZeroAnalogInput", {{"WhichInput", kAnalogInput}}, kError),
-      Method("GetPIDConstants",
-             {{"WhichPID", kPid},
-              {"PValue", kSingle, kByRef},
-              {"IValue", kSingle, kByRef},
-              {"DValue", kSingle, kByRef}},
-             kError),
-      Command("GetManualLoadTestParameters"),
+      Reading(Method("GetPIDConstants",
+                     {{"WhichPID", kPid},
+                      {"PValue", kSingle, kByRef},
+                      {"IValue", kSingle, kByRef},
+                      {"DValue", kSingle, kByRef}},
+                     kError)),
+      Reading(Command("GetManualLoadTestParameters")),
       Method("SetManualLoadTestParameters", {{"NewTarget", kSingle}, {"NewRampRate", kSingle}},
              kError),
-      Method("GetVehSimTestHPIntWinErrors", {{"WhichWin", kInteger}}, kError),
-      Method("GetVehSimTestHPIntWinParameters", {{"WhichWin", kInteger}}, kError),
+      Reading(Method("GetVehSimTestHPIntWinErrors", {{"WhichWin", kInteger}}, kError)),
+      Reading(Method("GetVehSimTestHPIntWinParameters", {{"WhichWin", kInteger}}, kError)),
       Method("SetVehSimTestHPIntWinParameters",
              {{"WhichWin", kInteger},
               {"StartTime", kSingle},

@@ -41,7 +41,17 @@ struct MemberInfo {
   // The member talks to the dyne: it can wait, so it runs only at the loop's top level, one at a
   // time.
   bool canWait = false;
+  // The member only reads (a property, a text, a computed or placeholder value), so it may also
+  // run inside another call's wait. Every other member changes the link's, the tests' or the
+  // settings' state and queues at the top level too, even when it never waits: a test started
+  // inside a disconnect's wait would be stranded by it.
+  bool readsOnly = false;
 };
+
+// Runs only at the loop's top level, in arrival order.
+inline bool RunsAtTopLevel(const MemberInfo& member) {
+  return member.canWait || !member.readsOnly;
+}
 
 // The published class and its default interface, whose members these are.
 inline constexpr const char* kPublishedClass = "clsKeloInterface";

@@ -235,14 +235,14 @@ void AutomationApi::ReleaseAll() {
 }
 
 nlohmann::json AutomationApi::CallOnObject(
-    const std::string& id, bool canWait,
+    const std::string& id, bool topLevel,
     const std::function<nlohmann::json(clsKeloInterface&)>& fn) {
   struct EndCall {
     ObjectRegistry& registry;
     const std::string& id;
     ~EndCall() { registry.EndCall(id); }
   };
-  if (!canWait) {
+  if (!topLevel) {
     return context_.OnLoop(CallKind::NeverWaits, [&] {
       clsKeloInterface* object = registry_.BeginCall(id);
       if (object == nullptr) throw ApiError(404, UnknownObject(id));
@@ -310,7 +310,7 @@ void AutomationApi::AddRoutes(httplib::Server& http) {
       if (m == nullptr) throw ApiError(404, "clsKeloInterface has no property " + name);
       std::vector<AutoValue> args = ArgumentsFromQuery(*m, req);
       return std::make_pair(
-          200, CallOnObject(id, m->canWait, [&](clsKeloInterface& object) {
+          200, CallOnObject(id, RunsAtTopLevel(*m), [&](clsKeloInterface& object) {
             return nlohmann::json{{"value", ValueToJson(m->invoke(object, args))}};
           }));
     });
@@ -328,7 +328,7 @@ void AutomationApi::AddRoutes(httplib::Server& http) {
       nlohmann::json body = ParseBody(req);
       if (!body.contains("value")) throw ApiError(400, "the body needs {\"value\": ...}");
       std::vector<AutoValue> args{ArgumentFromJson(body["value"], m->params[0])};
-      CallOnObject(id, m->canWait, [&](clsKeloInterface& object) {
+      CallOnObject(id, RunsAtTopLevel(*m), [&](clsKeloInterface& object) {
         m->invoke(object, args);
         return nlohmann::json();
       });
@@ -336,22 +336,22 @@ void AutomationApi::AddRoutes(httplib::Server& http) {
     });
   });
 
-  http.Post(R"(/automation/objects/([^/]+)/methods/([A-Za-z0-9_]+))",
-            [this](const Request& req, Response& res) {
-              Answer(res, [&] {
-                const std::string id = req.matches[1];
-                const std::string name = req.matches[2];
-                const BoundMember* m = FindBoundMember(name, MemberKind::Method);
-                if (m == nullptr) throw ApiError(404, "clsKeloInterface has no method " + name);
-                nlohmann::json body = ParseBody(req);
-                std::vector<AutoValue> args =
-                    ArgumentsFromJson(*m, body.contains("args") ? body["args"] : nlohmann::json());
-                return std::make_pair(200, CallOnObject(id, m->canWait, [&](clsKeloInterface& o) {
-                                        AutoValue result = m->invoke(o, args);
-                                        return CallResultJson(*m, result, args);
-                                      }));
-              });
-            });
+  http.Post(R"(/automation/objects/([^/]+)/methods/([A-Za-z0-9_]+))", [this](const Request& req,
+                                                                             Response& res) {
+    Answer(res, [&] {
+      const std::string id = req.matches[1];
+      const std::string name = req.matches[2];
+      const BoundMember* m = FindBoundMember(name, MemberKind::Method);
+      if (m == nullptr) throw ApiError(404, "clsKeloInterface has no method " + name);
+      nlohmann::json body = ParseBody(req);
+      std::vector<AutoValue> args =
+          ArgumentsFromJson(*m, body.contains("args") ? body["args"] : nlohmann::json());
+      return std::make_pair(200, CallOnObject(id, RunsAtTopLevel(*m), [&](clsKeloInterface& o) {
+                              AutoValue result = m->invoke(o, args);
+                              return CallResultJson(*m, result, args);
+                            }));
+    });
+  });
 
   http.Get("/automation/typelib", [this](const Request&, Response& res) {
     res.set_content(typeLibrary_, "application/json");

@@ -30,10 +30,11 @@ class AutomationApi {
   void ReleaseAll();
 
  private:
-  // Runs fn on the object as one call of its client (see ObjectRegistry::BeginCall); a call that
-  // can wait renews the lease as soon as it arrives, too. ApiError(404) when there is no such
-  // object.
-  nlohmann::json CallOnObject(const std::string& id, bool canWait,
+  // Runs fn on the object as one call of its client (see ObjectRegistry::BeginCall): at the loop's
+  // top level, in arrival order, or (a call that only reads) also inside another call's wait. A
+  // top-level call renews the lease as soon as it arrives, too. ApiError(404) when there is no
+  // such object.
+  nlohmann::json CallOnObject(const std::string& id, bool topLevel,
                               const std::function<nlohmann::json(clsKeloInterface&)>& fn);
   void ReleaseLater(std::vector<std::unique_ptr<clsKeloInterface>> objects);
 

@@ -32,7 +32,8 @@ void ConsoleRoutes::AddRoutes(httplib::Server& http) {
       } else if (action == "start") {
         auto test = static_cast<int>(IntField(body, "test", -1, 1, 6));
         if (test < 0) throw ApiError(400, "start needs {\"test\": 1 to 6}");
-        answer = context_.OnLoop(CallKind::NeverWaits, [&] {
+        // A start changes the tests' state: it queues at the top level like a command.
+        answer = context_.OnLoop(CallKind::CanWait, [&] {
           return nlohmann::json{{"result", console.StartTest(static_cast<QRTXTestIndeces>(test))}};
         });
       } else if (action == "stop") {

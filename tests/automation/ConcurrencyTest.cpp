@@ -2,6 +2,7 @@
 
 #include <regex>
 
+#include "members/MemberTable.hpp"
 #include "support/InterfaceFixture.hpp"
 
 namespace tavkelo {
@@ -48,6 +49,31 @@ TEST(TwoClients, CommandChainsNeverInterleaveOnTheWire) {
     wire += aPart ? 'A' : bPart ? 'B' : '-';
   }
   EXPECT_TRUE(std::regex_match(wire, std::regex("-*AAAAA-*BBBBBBB-*"))) << wire;
+}
+
+// A start that arrives while another client's disconnect waits on the wire is dispatched as the
+// server dispatches it: it queues behind the disconnect instead of running inside its wait, finds
+// the link closed, and leaves no test behind to hold later starts off.
+TEST(TwoClients, AStartArrivingDuringADisconnectQueuesBehindIt) {
+  test::InterfaceFixture f;
+  auto a = f.NewInterface();
+  ASSERT_TRUE(a->Connect());
+  auto b = f.NewInterface();
+  ASSERT_TRUE(b->Connect());
+  f.loop.PumpFor(1500);
+  const MemberInfo* start = FindMember("StartTest", MemberKind::Method);
+  ASSERT_NE(start, nullptr);
+  QRTXErrorConstants started = gQRTXErrNoError;
+  f.loop.Post([&] { a->DisConnect(); }, CallKind::CanWait);
+  f.loop.Post([&] { started = b->StartTest(gQRTXTIWarmup); },
+              RunsAtTopLevel(*start) ? CallKind::CanWait : CallKind::NeverWaits);
+  f.loop.PumpFor(5000);
+  EXPECT_EQ(started, gQRTXErrNoLinkToDevice);
+  EXPECT_EQ(b->CurTest(), gQRTXTINoTest);
+  ASSERT_TRUE(b->Connect());
+  f.loop.PumpFor(3000);
+  EXPECT_EQ(b->CurTest(), gQRTXTINoTest) << "nothing resumes by itself on the next connect";
+  EXPECT_EQ(b->StartTest(gQRTXTIWarmup), gQRTXErrNoError) << "a later start is not refused";
 }
 
 }  // namespace

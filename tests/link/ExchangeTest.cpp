@@ -207,12 +207,19 @@ TEST_F(Exchange, SuccessfulCommandsSetTheRegulatorAndLiftFlags) {
   EXPECT_FALSE(f.ctx->store.LiftsUp);
 }
 
+// The test values fill three slots in order, converted: the torque through the roll factor.
 TEST_F(Exchange, TestValuesAreStoredByPosition) {
   controller.SetResponder(Healthy);
-  f.ctx->store.TorqueSpeedFactor = 375.0f;
+  f.ctx->store.TorqueSpeedFactor = 150.0f;
   EXPECT_EQ(Command('C'), 0);
+  const auto& slots = f.ctx->store.slots;
+  EXPECT_EQ(slots[0].variable, 211);
+  EXPECT_EQ(slots[1].variable, 231);
+  EXPECT_EQ(slots[2].variable, 209);
+  EXPECT_EQ(slots[1].controllerUnit, "lbf");
+  EXPECT_EQ(slots[1].clientUnit, "ftlb");
   EXPECT_FLOAT_EQ(f.ctx->store.DynePower, 3.5f);
-  EXPECT_FLOAT_EQ(f.ctx->store.DyneTorque, 100.0f);
+  EXPECT_FLOAT_EQ(f.ctx->store.DyneTorque, 100.0f * 150.0f / 375.0f);
   EXPECT_FLOAT_EQ(f.ctx->store.DyneSpeed, 22.0f);
   EXPECT_EQ(Command('E', 209), 0);
   EXPECT_FLOAT_EQ(f.ctx->store.DyneSpeed, 12.5f);

@@ -20,31 +20,28 @@ struct GatherCase {
   ReplyStatus status;
 };
 
-class Gather : public ::testing::TestWithParam<GatherCase> {};
-
-TEST_P(Gather, TakesTheReplysBytesAndFindsItsEnd) {
-  const GatherCase& c = GetParam();
-  std::vector<uint8_t> batch = Bytes(c.batch);
-  GatherStep step = GatherReplyBytes(c.received, batch.data(), batch.size());
-  EXPECT_EQ(step.taken, c.taken);
-  EXPECT_EQ(step.status, c.status);
+TEST(Gather, TakesTheReplysBytesAndFindsItsEnd) {
+  // clang-format off
+  const GatherCase cases[] = {
+    {"AckAlone", 0, "\x06", 1, kReplyACK},
+    {"NakAlone", 0, "\x15", 1, kReplyNAK},
+    {"BytesAfterAnAckAreDropped", 0, "\x06\x06xyz", 1, kReplyACK},
+    {"AckAfterTheFirstByteIsData", 3, "\x06", 1, kReplyPending},
+    {"AFirstDollarDoesNotEnd", 0, "$", 1, kReplyPending},
+    {"ASecondDollarEnds", 0, "$$", 2, kReplyData},
+    {"DollarLaterInTheBatchEnds", 0, "\x02" "101\x17" "15$tail", 8, kReplyData},
+    {"DollarInALaterBatchEnds", 7, "$tail", 1, kReplyData},
+    {"FrameGoesOn", 4, "0101", 4, kReplyPending},
+    {"UpTo255BytesFit", 250, "abcd$", 5, kReplyData},
+    {"OneMoreIsAnOverflowAndNothingIsTaken", 251, "abcd$", 0, kReplyOverFlow}};
+  // clang-format on
+  for (const GatherCase& c : cases) {
+    std::vector<uint8_t> batch = Bytes(c.batch);
+    GatherStep step = GatherReplyBytes(c.received, batch.data(), batch.size());
+    EXPECT_EQ(step.taken, c.taken) << c.name;
+    EXPECT_EQ(step.status, c.status) << c.name;
+  }
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Batches, Gather, ::testing::Values(
-    GatherCase{"AckAlone", 0, "\x06", 1, kReplyACK},
-    GatherCase{"NakAlone", 0, "\x15", 1, kReplyNAK},
-    GatherCase{"BytesAfterAnAckAreDropped", 0, "\x06\x06xyz", 1, kReplyACK},
-    GatherCase{"AckAfterTheFirstByteIsData", 3, "\x06", 1, kReplyPending},
-    GatherCase{"AFirstDollarDoesNotEnd", 0, "$", 1, kReplyPending},
-    GatherCase{"ASecondDollarEnds", 0, "$$", 2, kReplyData},
-    GatherCase{"DollarLaterInTheBatchEnds", 0, "\x02" "101\x17" "15$tail", 8, kReplyData},
-    GatherCase{"DollarInALaterBatchEnds", 7, "$tail", 1, kReplyData},
-    GatherCase{"FrameGoesOn", 4, "0101", 4, kReplyPending},
-    GatherCase{"UpTo255BytesFit", 250, "abcd$", 5, kReplyData},
-    GatherCase{"OneMoreIsAnOverflowAndNothingIsTaken", 251, "abcd$", 0, kReplyOverFlow}),
-    [](const ::testing::TestParamInfo<GatherCase>& info) { return std::string(info.param.name); });
-// clang-format on
 
 struct CheckCase {
   const char* name;
@@ -128,39 +125,36 @@ std::string GroupText(const ReplyGroup& g) {
   return std::to_string(g.variable) + "=" + value + " " + g.controllerUnit;
 }
 
-class Variable : public ::testing::TestWithParam<VariableCase> {};
-
-TEST_P(Variable, GroupsAndTheirErrors) {
-  const VariableCase& c = GetParam();
-  std::vector<uint8_t> frame = DataFrame(c.payload);
-  VariableReply r = ParseVariableReply(frame.data(), frame.size());
-  EXPECT_EQ(r.result, c.result);
-  EXPECT_EQ(r.errorMessage, c.message);
-  std::vector<std::string> groups;
-  for (size_t i = 0; i < r.groupCount; ++i) groups.push_back(GroupText(r.groups[i]));
-  EXPECT_EQ(groups, c.groups);
-}
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Payloads, Variable, ::testing::Values(
-    VariableCase{"WithUnit", " 209=12.5 mph\r", 0, "", {"209=12.5 mph"}},
-    VariableCase{"WithoutUnit", "209=12.5\r", 0, "", {"209=12.5 "}},
-    VariableCase{"BlanksBeforeNumberAndValue", "  9=  12.5 mph\r", 0, "", {"9=12.5 mph"}},
-    VariableCase{"NoValue", " 209-\r", 0, "", {"209=0 "}},
-    VariableCase{"ThreeGroupsInOrder", " 211=3.5 Hp\r 231=100.0 lbf\r 209=22.0 mph\r", 0, "",
+TEST(Variable, GroupsAndTheirErrors) {
+  // clang-format off
+  const VariableCase cases[] = {
+    {"WithUnit", " 209=12.5 mph\r", 0, "", {"209=12.5 mph"}},
+    {"WithoutUnit", "209=12.5\r", 0, "", {"209=12.5 "}},
+    {"BlanksBeforeNumberAndValue", "  9=  12.5 mph\r", 0, "", {"9=12.5 mph"}},
+    {"NoValue", " 209-\r", 0, "", {"209=0 "}},
+    {"ThreeGroupsInOrder", " 211=3.5 Hp\r 231=100.0 lbf\r 209=22.0 mph\r", 0, "",
                  {"211=3.5 Hp", "231=100 lbf", "209=22 mph"}},
-    VariableCase{"AtMostFiveGroups", " 1=1\r 2=2\r 3=3\r 4=4\r 5=5\r 6=6\r", 0, "",
+    {"AtMostFiveGroups", " 1=1\r 2=2\r 3=3\r 4=4\r 5=5\r 6=6\r", 0, "",
                  {"1=1 ", "2=2 ", "3=3 ", "4=4 ", "5=5 "}},
-    VariableCase{"NoSeparator", " 209x12.5 mph\r", 8, "Error Parsing Variable Number", {}},
-    VariableCase{"FourDigits", " 2091=12.5 mph\r", 8, "Error Parsing Variable Number", {}},
-    VariableCase{"ValueNotEnded", " 209=12.5", 8,
+    {"NoSeparator", " 209x12.5 mph\r", 8, "Error Parsing Variable Number", {}},
+    {"FourDigits", " 2091=12.5 mph\r", 8, "Error Parsing Variable Number", {}},
+    {"ValueNotEnded", " 209=12.5", 8,
                  "Parse error, no CR or SPACE followed variable value", {"209=- "}},
-    VariableCase{"UnitNotEnded", " 209=12.5 mph", 8,
+    {"UnitNotEnded", " 209=12.5 mph", 8,
                  "Parse error, no CR followed Variable units data", {"209=12.5 "}},
-    VariableCase{"ErrorInTheSecondGroupKeepsTheFirst", " 211=3.5 Hp\r 231x", 8,
-                 "Error Parsing Variable Number", {"211=3.5 Hp"}}),
-    [](const ::testing::TestParamInfo<VariableCase>& info) { return std::string(info.param.name); });
-// clang-format on
+    {"ErrorInTheSecondGroupKeepsTheFirst", " 211=3.5 Hp\r 231x", 8,
+                 "Error Parsing Variable Number", {"211=3.5 Hp"}}};
+  // clang-format on
+  for (const VariableCase& c : cases) {
+    std::vector<uint8_t> frame = DataFrame(c.payload);
+    VariableReply r = ParseVariableReply(frame.data(), frame.size());
+    EXPECT_EQ(r.result, c.result) << c.name;
+    EXPECT_EQ(r.errorMessage, c.message) << c.name;
+    std::vector<std::string> groups;
+    for (size_t i = 0; i < r.groupCount; ++i) groups.push_back(GroupText(r.groups[i]));
+    EXPECT_EQ(groups, c.groups) << c.name;
+  }
+}
 
 }  // namespace
 }  // namespace tavkelo

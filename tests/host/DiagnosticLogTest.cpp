@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
+
 #include "host/HostContext.hpp"
 #include "runtime/OleDate.hpp"
 #include "runtime/VirtualTimeLoop.hpp"
@@ -84,19 +87,16 @@ TEST_F(LogTest, WithLoggingOffNothingIsWrittenButTheBoxIsShown) {
   EXPECT_FALSE(test::FileExists(LogPath()));
 }
 
-TEST_F(LogTest, WithoutLogsFolderTheDataFolderIsUsed) {
-  std::string data = dir.MakeDir("data");
-  host.log.SetEnvLookup([data](const std::string& name) { return name == "DATA" ? data : ""; });
-  host.log.SetLogControlValue(1);
-  host.log.OpenLogFile();
-  EXPECT_EQ(host.log.LogFileName(), data + "/KELO_20200622.LOG");
-  EXPECT_TRUE(test::FileExists(data + "/KELO_20200622.LOG"));
-}
-
-TEST_F(LogTest, WithoutLogsOrDataTheTemporaryFolderIsUsed) {
+// Without a LOGS folder beside the program the log goes to DATA, and without DATA to /tmp.
+TEST_F(LogTest, WithoutLogsFolderTheDataFolderOrTheTemporaryFolderIsUsed) {
   host.log.SetLogControlValue(1);
   host.log.OpenLogFile();
   EXPECT_EQ(host.log.LogFileName(), "/tmp/KELO_20200622.LOG");
+  std::string data = dir.MakeDir("data");
+  host.log.SetEnvLookup([data](const std::string& name) { return name == "DATA" ? data : ""; });
+  host.log.OpenLogFile();
+  EXPECT_EQ(host.log.LogFileName(), data + "/KELO_20200622.LOG");
+  EXPECT_TRUE(test::FileExists(data + "/KELO_20200622.LOG"));
 }
 
 TEST_F(LogTest, AMissingDataFolderFailsTheOpenAndSwitchesLoggingOff) {
@@ -112,24 +112,15 @@ TEST_F(LogTest, AMissingDataFolderFailsTheOpenAndSwitchesLoggingOff) {
   EXPECT_EQ(shown[0].text.rfind("Error Opening '" + missing + "/KELO_20200622.LOG'  (", 0), 0u);
 }
 
-struct StampCase {
-  double fraction;
-  const char* expected;
-};
-
-class LogStamp : public ::testing::TestWithParam<StampCase> {};
-
-TEST_P(LogStamp, HundredthsNeverReadOneHundred) {
-  double now = OleDateFromParts(2020, 6, 22, 14, 23, 5);
-  EXPECT_EQ(DiagnosticLog::Stamp(now, 51785.0 + GetParam().fraction), GetParam().expected);
+TEST(LogStamp, HundredthsNeverReadOneHundred) {
+  const double now = OleDateFromParts(2020, 6, 22, 14, 23, 5);
+  for (auto [fraction, expected] : {std::pair{0.0, "142305.00-"},
+                                    {0.47, "142305.47-"},
+                                    {0.994, "142305.99-"},
+                                    {0.995, "142305.00-"},
+                                    {0.996, "142305.00-"}})
+    EXPECT_EQ(DiagnosticLog::Stamp(now, 51785.0 + fraction), expected) << fraction;
 }
-
-INSTANTIATE_TEST_SUITE_P(Fractions, LogStamp,
-                         ::testing::Values(StampCase{0.0, "142305.00-"},
-                                           StampCase{0.47, "142305.47-"},
-                                           StampCase{0.994, "142305.99-"},
-                                           StampCase{0.995, "142305.00-"},
-                                           StampCase{0.996, "142305.00-"}));
 
 }  // namespace
 }  // namespace tavkelo

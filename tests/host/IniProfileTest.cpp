@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "host/Notices.hpp"
 #include "host/clsIniProfile.hpp"
 #include "platform/VbError.hpp"
@@ -63,53 +66,28 @@ TEST_F(IniProfile, LongValuesAreReadAsTheirFirst199Characters) {
   EXPECT_EQ(ini.GetText("S", "K", ""), std::string(199, 'v'));
 }
 
-struct IntegerCase {
-  const char* text;
-  int expected;
-};
-
-class IniInteger : public IniProfile, public ::testing::WithParamInterface<IntegerCase> {};
-
-TEST_P(IniInteger, ReadsTheLeadingNumberRoundedHalfToEven) {
-  SetIni(std::string("[S]\r\nK=") + GetParam().text + "\r\n");
-  clsIniProfile ini(env);
-  EXPECT_EQ(ini.GetInteger("S", "K", 99), GetParam().expected) << GetParam().text;
-  EXPECT_EQ(ini.GetLong("S", "K", 99), GetParam().expected) << GetParam().text;
-}
-
-INSTANTIATE_TEST_SUITE_P(Texts, IniInteger,
-                         ::testing::Values(IntegerCase{"12abc", 12}, IntegerCase{"2.5", 2},
-                                           IntegerCase{"3.5", 4}, IntegerCase{"abc", 0},
-                                           IntegerCase{"-7", -7}, IntegerCase{"&H3F", 63}));
-
-TEST_F(IniProfile, IntegerOverflowIsRaisedToTheCaller) {
+// Integers: the leading number rounded half to even; one beyond an Integer is raised.
+// Booleans: the table below; the empty text is rewritten with the default, "False".
+TEST_F(IniProfile, IntegersAndBooleansReadTheirTexts) {
+  for (auto [text, expected] :
+       {std::pair{"12abc", 12}, {"2.5", 2}, {"3.5", 4}, {"abc", 0}, {"-7", -7}, {"&H3F", 63}}) {
+    SetIni(std::string("[S]\r\nK=") + text + "\r\n");
+    clsIniProfile ini(env);
+    EXPECT_EQ(ini.GetInteger("S", "K", 99), expected) << text;
+    EXPECT_EQ(ini.GetLong("S", "K", 99), expected) << text;
+  }
   SetIni("[S]\r\nK=40000\r\n");
-  clsIniProfile ini(env);
-  EXPECT_THROW(ini.GetInteger("S", "K", 0), VbRuntimeError);
-  EXPECT_EQ(ini.GetLong("S", "K", 0), 40000);
+  EXPECT_THROW(clsIniProfile(env).GetInteger("S", "K", 0), VbRuntimeError);
+  EXPECT_EQ(clsIniProfile(env).GetLong("S", "K", 0), 40000);
+  for (const bool expected : {true, false}) {
+    for (const char* text : expected
+                                ? std::vector<const char*>{"yes", "t", "5", "-1", "Y", "TRUE"}
+                                : std::vector<const char*>{"no", "F", "0", "", "ON", "False"}) {
+      SetIni(std::string("[S]\r\nK=") + text + "\r\n");
+      EXPECT_EQ(clsIniProfile(env).GetBoolean("S", "K", false), expected) << text;
+    }
+  }
 }
-
-struct BoolCase {
-  const char* text;
-  bool expected;
-};
-
-class IniBoolean : public IniProfile, public ::testing::WithParamInterface<BoolCase> {};
-
-TEST_P(IniBoolean, FollowsTheBooleanTable) {
-  SetIni(std::string("[S]\r\nK=") + GetParam().text + "\r\n");
-  clsIniProfile ini(env);
-  // The empty text is rewritten with the default, "False", and reads false.
-  EXPECT_EQ(ini.GetBoolean("S", "K", false), GetParam().expected) << GetParam().text;
-}
-
-INSTANTIATE_TEST_SUITE_P(Texts, IniBoolean,
-                         ::testing::Values(BoolCase{"yes", true}, BoolCase{"t", true},
-                                           BoolCase{"5", true}, BoolCase{"-1", true},
-                                           BoolCase{"Y", true}, BoolCase{"TRUE", true},
-                                           BoolCase{"no", false}, BoolCase{"F", false},
-                                           BoolCase{"0", false}, BoolCase{"", false},
-                                           BoolCase{"ON", false}, BoolCase{"False", false}));
 
 TEST_F(IniProfile, DatesParseOrFallBackToTheDefault) {
   SetIni("[S]\r\nGood=2020-06-22 14:23:05\r\nBad=yesterday\r\n");
@@ -184,29 +162,21 @@ TEST_F(IniProfile, AMissingFileIsCreatedOnWrite) {
   EXPECT_EQ(test::ReadFile(dir.Path() + "/sub/x.INI"), "[S]\r\nK=v\r\n");
 }
 
-struct ResolveCase {
-  const char* name;
-  const char* expected;  // with APP standing for the application folder
-};
-
-class ResolvePath : public IniProfile, public ::testing::WithParamInterface<ResolveCase> {};
-
-TEST_P(ResolvePath, ComposesDriveFolderNameAndExtension) {
+// Drive, folder, name and extension composed, with APP the application folder.
+TEST_F(IniProfile, ResolvePathComposesDriveFolderNameAndExtension) {
   env.appPath = "/opt/tavkelo/bin";
   clsIniProfile ini(env);
-  EXPECT_EQ(ini.ResolveProfilePath(GetParam().name, ".INI"), GetParam().expected)
-      << GetParam().name;
+  for (auto [name, expected] :
+       {std::pair{"TavKeloASM.INI", "/opt/tavkelo/bin/TavKeloASM.INI"},
+        {"settings", "/opt/tavkelo/bin/settings.INI"},
+        {"sub/x.ini", "/opt/tavkelo/bin/sub/x.ini"},
+        {"/cfg/x.ini", "/cfg/x.ini"},
+        {"x.y.z", "/opt/tavkelo/bin/x.y.z"},
+        // A drive with a relative folder lands in the application folder: kept.
+        {"D:cfg/x.ini", "D:/opt/tavkelo/bin/cfg/x.ini"}}) {
+    EXPECT_EQ(ini.ResolveProfilePath(name, ".INI"), expected) << name;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Names, ResolvePath,
-    ::testing::Values(ResolveCase{"TavKeloASM.INI", "/opt/tavkelo/bin/TavKeloASM.INI"},
-                      ResolveCase{"settings", "/opt/tavkelo/bin/settings.INI"},
-                      ResolveCase{"sub/x.ini", "/opt/tavkelo/bin/sub/x.ini"},
-                      ResolveCase{"/cfg/x.ini", "/cfg/x.ini"},
-                      ResolveCase{"x.y.z", "/opt/tavkelo/bin/x.y.z"},
-                      // A drive with a relative folder lands in the application folder: kept.
-                      ResolveCase{"D:cfg/x.ini", "D:/opt/tavkelo/bin/cfg/x.ini"}));
 
 TEST(SplitProfilePath, TheExtensionStartsAtTheFirstDotAfterTheLastSeparator) {
   auto parts = clsIniProfile::SplitProfilePath("C:/dir.d/sub/x.y.z");

@@ -60,6 +60,7 @@ TEST_F(MainTest, RawSetting63WritesAllStartUpLines) {
   EXPECT_NE(test::ReadFile(Ini()).find("ZeroFillVariableNumber=True"), std::string::npos);
 }
 
+// A first start: no log, the defaults written back, and the update tick ten seconds back.
 TEST_F(MainTest, RawSettingZeroWritesNoLogAtAll) {
   modMain entry(host);
   ASSERT_EQ(entry.Main("", MainHooks{}), MainOutcome::Serving);
@@ -67,6 +68,8 @@ TEST_F(MainTest, RawSettingZeroWritesNoLogAtAll) {
   EXPECT_EQ(test::ReadFile(Ini()),
             "[LogControl]\r\nRawSetting=0\r\n[CommControl]\r\nZeroFillVariableNumber=True\r\n");
   EXPECT_TRUE(host.ZeroFillVariableNumber);
+  EXPECT_EQ(host.TestTimeStartTick, static_cast<int32_t>(loop.TickCount()));
+  EXPECT_EQ(TickDiff(host.TestTimeStartTick, host.LastUpdateTick), 10000);
 }
 
 TEST_F(MainTest, ZeroFillCanBeSwitchedOff) {
@@ -74,13 +77,6 @@ TEST_F(MainTest, ZeroFillCanBeSwitchedOff) {
   modMain entry(host);
   entry.Main("", MainHooks{});
   EXPECT_FALSE(host.ZeroFillVariableNumber);
-}
-
-TEST_F(MainTest, TheUpdateTickStartsTenSecondsBack) {
-  modMain entry(host);
-  entry.Main("", MainHooks{});
-  EXPECT_EQ(host.TestTimeStartTick, static_cast<int32_t>(loop.TickCount()));
-  EXPECT_EQ(TickDiff(host.TestTimeStartTick, host.LastUpdateTick), 10000);
 }
 
 TEST(MainTicks, ATickCountOf10000OrLessLeavesBothEqual) {

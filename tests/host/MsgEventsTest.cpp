@@ -7,9 +7,13 @@
 namespace tavkelo {
 namespace {
 
-TEST(MsgEvents, ATimedWaitWithoutHandleDispatchesAndReturnsOne) {
+class Events : public ::testing::Test {
+ protected:
   VirtualTimeLoop loop;
-  MsgEvents events(loop);
+  MsgEvents events{loop};
+};
+
+TEST_F(Events, ATimedWaitWithoutHandleDispatchesAndReturnsOne) {
   int ticks = 0;
   LoopTimer timer(loop, [&] { ++ticks; });
   timer.SetInterval(1);
@@ -20,9 +24,7 @@ TEST(MsgEvents, ATimedWaitWithoutHandleDispatchesAndReturnsOne) {
   EXPECT_EQ(ticks, 5);
 }
 
-TEST(MsgEvents, ASignalledEventReturnsZeroAtOnce) {
-  VirtualTimeLoop loop;
-  MsgEvents events(loop);
+TEST_F(Events, ASignalledEventReturnsZeroAtOnce) {
   int32_t h = events.CreateEvent(false, false, "");
   events.SetEvent(h);
   int64_t start = loop.NowUs();
@@ -33,9 +35,7 @@ TEST(MsgEvents, ASignalledEventReturnsZeroAtOnce) {
   events.CloseHandle(h);
 }
 
-TEST(MsgEvents, AnEventSetByAHandlerEndsTheWait) {
-  VirtualTimeLoop loop;
-  MsgEvents events(loop);
+TEST_F(Events, AnEventSetByAHandlerEndsTheWait) {
   int32_t h = events.CreateEvent(true, false, "");
   loop.CallAfterUs(30'000, [&] { events.SetEvent(h); });
   EXPECT_EQ(events.MsgWaitEvent(h, 1000), MsgEvents::kWaitObject0);
@@ -54,9 +54,7 @@ TEST(MsgEvents, DestroyingTheObjectReleasesAWaitOnItsHandle) {
   EXPECT_EQ(events, nullptr);
 }
 
-TEST(MsgEvents, ClosingAWaitedHandleFailsTheWait) {
-  VirtualTimeLoop loop;
-  MsgEvents events(loop);
+TEST_F(Events, ClosingAWaitedHandleFailsTheWait) {
   int32_t h = events.CreateEvent(false, false, "");
   loop.CallAfterUs(5'000, [&] { events.CloseHandle(h); });
   EXPECT_EQ(events.MsgWaitEvent(h, 0), MsgEvents::kWaitFailed);
@@ -81,9 +79,7 @@ TEST(MsgEvents, AnEventSignalledByAHandlerThatRanPastTheDeadlineReportsTheTimeOu
   }
 }
 
-TEST(MsgEvents, CallsOnAHandleThatIsGoneReportAnInvalidHandle) {
-  VirtualTimeLoop loop;
-  MsgEvents events(loop);
+TEST_F(Events, CallsOnAHandleThatIsGoneReportAnInvalidHandle) {
   int32_t h = events.CreateEvent(true, false, "");
   EXPECT_EQ(events.SetEvent(h), 0);
   EXPECT_EQ(events.ResetEvent(h), 0);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "link/DyneReplyFrame.hpp"
@@ -20,98 +21,69 @@ struct GatherCase {
   ReplyStatus status;
 };
 
-class Gather : public ::testing::TestWithParam<GatherCase> {};
-
-TEST_P(Gather, TakesTheReplysBytesAndFindsItsEnd) {
-  const GatherCase& c = GetParam();
-  std::vector<uint8_t> batch = Bytes(c.batch);
-  GatherStep step = GatherReplyBytes(c.received, batch.data(), batch.size());
-  EXPECT_EQ(step.taken, c.taken);
-  EXPECT_EQ(step.status, c.status);
+TEST(Gather, TakesTheReplysBytesAndFindsItsEnd) {
+  // clang-format off
+  const GatherCase cases[] = {
+    {"AckAlone", 0, "\x06", 1, kReplyACK},
+    {"NakAlone", 0, "\x15", 1, kReplyNAK},
+    {"BytesAfterAnAckAreDropped", 0, "\x06\x06xyz", 1, kReplyACK},
+    {"AckAfterTheFirstByteIsData", 3, "\x06", 1, kReplyPending},
+    {"AFirstDollarDoesNotEnd", 0, "$", 1, kReplyPending},
+    {"ASecondDollarEnds", 0, "$$", 2, kReplyData},
+    {"DollarLaterInTheBatchEnds", 0, "\x02" "101\x17" "15$tail", 8, kReplyData},
+    {"DollarInALaterBatchEnds", 7, "$tail", 1, kReplyData},
+    {"FrameGoesOn", 4, "0101", 4, kReplyPending},
+    {"UpTo255BytesFit", 250, "abcd$", 5, kReplyData},
+    {"OneMoreIsAnOverflowAndNothingIsTaken", 251, "abcd$", 0, kReplyOverFlow}};
+  // clang-format on
+  for (const GatherCase& c : cases) {
+    std::vector<uint8_t> batch = Bytes(c.batch);
+    GatherStep step = GatherReplyBytes(c.received, batch.data(), batch.size());
+    EXPECT_EQ(step.taken, c.taken) << c.name;
+    EXPECT_EQ(step.status, c.status) << c.name;
+  }
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Batches, Gather, ::testing::Values(
-    GatherCase{"AckAlone", 0, "\x06", 1, kReplyACK},
-    GatherCase{"NakAlone", 0, "\x15", 1, kReplyNAK},
-    GatherCase{"BytesAfterAnAckAreDropped", 0, "\x06\x06xyz", 1, kReplyACK},
-    GatherCase{"AckAfterTheFirstByteIsData", 3, "\x06", 1, kReplyPending},
-    GatherCase{"AFirstDollarDoesNotEnd", 0, "$", 1, kReplyPending},
-    GatherCase{"ASecondDollarEnds", 0, "$$", 2, kReplyData},
-    GatherCase{"DollarLaterInTheBatchEnds", 0, "\x02" "101\x17" "15$tail", 8, kReplyData},
-    GatherCase{"DollarInALaterBatchEnds", 7, "$tail", 1, kReplyData},
-    GatherCase{"FrameGoesOn", 4, "0101", 4, kReplyPending},
-    GatherCase{"UpTo255BytesFit", 250, "abcd$", 5, kReplyData},
-    GatherCase{"OneMoreIsAnOverflowAndNothingIsTaken", 251, "abcd$", 0, kReplyOverFlow}),
-    [](const ::testing::TestParamInfo<GatherCase>& info) { return std::string(info.param.name); });
-// clang-format on
-
-struct CheckCase {
-  const char* name;
-  std::vector<uint8_t> bytes;
-  DataFrameCheck check;
-};
 
 std::vector<uint8_t> WithChecksumLowDigitSpoiled(std::vector<uint8_t> frame) {
   frame[frame.size() - 2] ^= 0x01;
   return frame;
 }
 
-class Check : public ::testing::TestWithParam<CheckCase> {};
-
-TEST_P(Check, StartByteAndChecksum) {
-  const CheckCase& c = GetParam();
-  EXPECT_EQ(CheckDataFrame(c.bytes.data(), c.bytes.size()), c.check);
+TEST(Check, StartByteAndChecksum) {
+  const std::pair<std::vector<uint8_t>, DataFrameCheck> cases[] = {
+      {DataFrame(" 209=12.5 mph\r"), DataFrameCheck::Sound},
+      {DataFrame(""), DataFrameCheck::Sound},
+      {Bytes("x 209=1\r\x17"
+             "00$"),
+       DataFrameCheck::BadStart},
+      {{}, DataFrameCheck::BadStart},
+      {WithChecksumLowDigitSpoiled(DataFrame("0101")), DataFrameCheck::BadChecksum},
+      {Bytes("\x02$"), DataFrameCheck::BadChecksum}};  // too short for a checksum
+  for (size_t i = 0; i < std::size(cases); ++i)
+    EXPECT_EQ(CheckDataFrame(cases[i].first.data(), cases[i].first.size()), cases[i].second) << i;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Frames, Check,
-    ::testing::Values(CheckCase{"Sound", DataFrame(" 209=12.5 mph\r"), DataFrameCheck::Sound},
-                      CheckCase{"EmptyPayload", DataFrame(""), DataFrameCheck::Sound},
-                      CheckCase{"NoStx",
-                                Bytes("x 209=1\r\x17"
-                                      "00$"),
-                                DataFrameCheck::BadStart},
-                      CheckCase{"Nothing", {}, DataFrameCheck::BadStart},
-                      CheckCase{"WrongChecksum", WithChecksumLowDigitSpoiled(DataFrame("0101")),
-                                DataFrameCheck::BadChecksum},
-                      CheckCase{"TooShortForAChecksum", Bytes("\x02$"),
-                                DataFrameCheck::BadChecksum}),
-    [](const ::testing::TestParamInfo<CheckCase>& info) { return std::string(info.param.name); });
-
-struct StatusCase {
-  const char* name;
-  std::string payload;
-  int32_t result;
-  const char* bits;  // the expected bits as characters, for a good payload
-};
-
-class Status : public ::testing::TestWithParam<StatusCase> {};
-
-TEST_P(Status, SixteenCharactersSetSixteenBits) {
-  const StatusCase& c = GetParam();
-  std::vector<uint8_t> frame = DataFrame(c.payload);
-  StatusReply r = ParseStatusReply(frame.data(), frame.size());
-  EXPECT_EQ(r.result, c.result);
-  if (c.result == xr::Success) {
+// Sixteen characters set sixteen bits; the rest of the payload is not examined; anything but
+// '0' and '1' among them, or fewer of them, is a parse error.
+TEST(Status, SixteenCharactersSetSixteenBits) {
+  const std::pair<const char*, const char*> good[] = {{"1001000000010001", "1001000000010001"},
+                                                      {"0100000000000001xx", "0100000000000001"}};
+  for (const auto& [payload, expected] : good) {
+    std::vector<uint8_t> frame = DataFrame(payload);
+    StatusReply r = ParseStatusReply(frame.data(), frame.size());
+    EXPECT_EQ(r.result, xr::Success) << payload;
     std::string bits;
     for (bool b : r.bits) bits.push_back(b ? '1' : '0');
-    EXPECT_EQ(bits, c.bits);
+    EXPECT_EQ(bits, expected);
     EXPECT_EQ(r.errorMessage, "");
-  } else {
-    EXPECT_EQ(r.errorMessage, "Error Parsing Dyne Status Data");
+  }
+  for (const char* payload : {"0000200000000000", "010000000000000", "0 00000000000000"}) {
+    std::vector<uint8_t> frame = DataFrame(payload);
+    StatusReply r = ParseStatusReply(frame.data(), frame.size());
+    EXPECT_EQ(r.result, 8) << payload;
+    EXPECT_EQ(r.errorMessage, "Error Parsing Dyne Status Data") << payload;
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Payloads, Status,
-    ::testing::Values(StatusCase{"Good", "1001000000010001", 0, "1001000000010001"},
-                      StatusCase{"RestOfThePayloadIsNotExamined", "0100000000000001xx", 0,
-                                 "0100000000000001"},
-                      StatusCase{"ATwoAtPositionFive", "0000200000000000", 8, ""},
-                      StatusCase{"FifteenCharacters", "010000000000000", 8, ""},
-                      StatusCase{"Blank", "0 00000000000000", 8, ""}),
-    [](const ::testing::TestParamInfo<StatusCase>& info) { return std::string(info.param.name); });
 
 struct VariableCase {
   const char* name;
@@ -128,39 +100,36 @@ std::string GroupText(const ReplyGroup& g) {
   return std::to_string(g.variable) + "=" + value + " " + g.controllerUnit;
 }
 
-class Variable : public ::testing::TestWithParam<VariableCase> {};
-
-TEST_P(Variable, GroupsAndTheirErrors) {
-  const VariableCase& c = GetParam();
-  std::vector<uint8_t> frame = DataFrame(c.payload);
-  VariableReply r = ParseVariableReply(frame.data(), frame.size());
-  EXPECT_EQ(r.result, c.result);
-  EXPECT_EQ(r.errorMessage, c.message);
-  std::vector<std::string> groups;
-  for (size_t i = 0; i < r.groupCount; ++i) groups.push_back(GroupText(r.groups[i]));
-  EXPECT_EQ(groups, c.groups);
-}
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Payloads, Variable, ::testing::Values(
-    VariableCase{"WithUnit", " 209=12.5 mph\r", 0, "", {"209=12.5 mph"}},
-    VariableCase{"WithoutUnit", "209=12.5\r", 0, "", {"209=12.5 "}},
-    VariableCase{"BlanksBeforeNumberAndValue", "  9=  12.5 mph\r", 0, "", {"9=12.5 mph"}},
-    VariableCase{"NoValue", " 209-\r", 0, "", {"209=0 "}},
-    VariableCase{"ThreeGroupsInOrder", " 211=3.5 Hp\r 231=100.0 lbf\r 209=22.0 mph\r", 0, "",
+TEST(Variable, GroupsAndTheirErrors) {
+  // clang-format off
+  const VariableCase cases[] = {
+    {"WithUnit", " 209=12.5 mph\r", 0, "", {"209=12.5 mph"}},
+    {"WithoutUnit", "209=12.5\r", 0, "", {"209=12.5 "}},
+    {"BlanksBeforeNumberAndValue", "  9=  12.5 mph\r", 0, "", {"9=12.5 mph"}},
+    {"NoValue", " 209-\r", 0, "", {"209=0 "}},
+    {"ThreeGroupsInOrder", " 211=3.5 Hp\r 231=100.0 lbf\r 209=22.0 mph\r", 0, "",
                  {"211=3.5 Hp", "231=100 lbf", "209=22 mph"}},
-    VariableCase{"AtMostFiveGroups", " 1=1\r 2=2\r 3=3\r 4=4\r 5=5\r 6=6\r", 0, "",
+    {"AtMostFiveGroups", " 1=1\r 2=2\r 3=3\r 4=4\r 5=5\r 6=6\r", 0, "",
                  {"1=1 ", "2=2 ", "3=3 ", "4=4 ", "5=5 "}},
-    VariableCase{"NoSeparator", " 209x12.5 mph\r", 8, "Error Parsing Variable Number", {}},
-    VariableCase{"FourDigits", " 2091=12.5 mph\r", 8, "Error Parsing Variable Number", {}},
-    VariableCase{"ValueNotEnded", " 209=12.5", 8,
+    {"NoSeparator", " 209x12.5 mph\r", 8, "Error Parsing Variable Number", {}},
+    {"FourDigits", " 2091=12.5 mph\r", 8, "Error Parsing Variable Number", {}},
+    {"ValueNotEnded", " 209=12.5", 8,
                  "Parse error, no CR or SPACE followed variable value", {"209=- "}},
-    VariableCase{"UnitNotEnded", " 209=12.5 mph", 8,
+    {"UnitNotEnded", " 209=12.5 mph", 8,
                  "Parse error, no CR followed Variable units data", {"209=12.5 "}},
-    VariableCase{"ErrorInTheSecondGroupKeepsTheFirst", " 211=3.5 Hp\r 231x", 8,
-                 "Error Parsing Variable Number", {"211=3.5 Hp"}}),
-    [](const ::testing::TestParamInfo<VariableCase>& info) { return std::string(info.param.name); });
-// clang-format on
+    {"ErrorInTheSecondGroupKeepsTheFirst", " 211=3.5 Hp\r 231x", 8,
+                 "Error Parsing Variable Number", {"211=3.5 Hp"}}};
+  // clang-format on
+  for (const VariableCase& c : cases) {
+    std::vector<uint8_t> frame = DataFrame(c.payload);
+    VariableReply r = ParseVariableReply(frame.data(), frame.size());
+    EXPECT_EQ(r.result, c.result) << c.name;
+    EXPECT_EQ(r.errorMessage, c.message) << c.name;
+    std::vector<std::string> groups;
+    for (size_t i = 0; i < r.groupCount; ++i) groups.push_back(GroupText(r.groups[i]));
+    EXPECT_EQ(groups, c.groups) << c.name;
+  }
+}
 
 }  // namespace
 }  // namespace tavkelo

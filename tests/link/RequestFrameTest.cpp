@@ -23,45 +23,42 @@ struct EncodeCase {
   const char* logText;
 };
 
-class Encode : public ::testing::TestWithParam<EncodeCase> {};
-
-TEST_P(Encode, FrameAndLogText) {
-  const EncodeCase& c = GetParam();
-  RequestFrame f = EncodeRequest(c.command, c.variable, c.value, RequestOptions{c.zeroFill});
-  EXPECT_EQ(Rendered(f), c.rendered);
-  EXPECT_EQ(f.logText, c.logText);
-  EXPECT_FALSE(f.error.has_value());
-}
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Requests, Encode, ::testing::Values(
-    EncodeCase{"GetStatus", 'D', 0, 0.0f, false, "[<B4><OC1>D<ENQ>]", "DyneCmd[D-Get Status]   "},
-    EncodeCase{"GetTestValues", 'C', 7, 0.0f, true, "[<B4><OC1>C<ENQ>]",
+TEST(Encode, FrameAndLogText) {
+  // clang-format off
+  const EncodeCase cases[] = {
+    {"GetStatus", 'D', 0, 0.0f, false, "[<B4><OC1>D<ENQ>]", "DyneCmd[D-Get Status]   "},
+    {"GetTestValues", 'C', 7, 0.0f, true, "[<B4><OC1>C<ENQ>]",
                "DyneCmd[C-Get Test Values]   "},
-    EncodeCase{"MotorOnIsThreeBytes", 'J', 0, 0.0f, false, "[<B4><OC1>J]", "DyneCmd[J-Motor On]   "},
-    EncodeCase{"UnnamedCommand", '7', 0, 0.0f, false, "[<B4><OC1>7]", "DyneCmd[7-??]   "},
-    EncodeCase{"VariableRightAligned", 'E', 1, 0.0f, false, "[<B4><OC1>E  1<ENQ>]",
+    {"MotorOnIsThreeBytes", 'J', 0, 0.0f, false, "[<B4><OC1>J]", "DyneCmd[J-Motor On]   "},
+    {"UnnamedCommand", '7', 0, 0.0f, false, "[<B4><OC1>7]", "DyneCmd[7-??]   "},
+    {"VariableRightAligned", 'E', 1, 0.0f, false, "[<B4><OC1>E  1<ENQ>]",
                "DyneCmd[E-Get Variable (001-ROLLDIAMETER)]   "},
-    EncodeCase{"VariableZeroFilled", 'E', 1, 0.0f, true, "[<B4><OC1>E001<ENQ>]",
+    {"VariableZeroFilled", 'E', 1, 0.0f, true, "[<B4><OC1>E001<ENQ>]",
                "DyneCmd[E-Get Variable (001-ROLLDIAMETER)]   "},
-    EncodeCase{"TwoDigitVariable", 'E', 51, 0.0f, false, "[<B4><OC1>E 51<ENQ>]",
+    {"TwoDigitVariable", 'E', 51, 0.0f, false, "[<B4><OC1>E 51<ENQ>]",
                "DyneCmd[E-Get Variable (051-PARASITIC_LOSSES_A)]   "},
-    EncodeCase{"ThreeDigitVariable", 'E', 209, 0.0f, true, "[<B4><OC1>E209<ENQ>]",
+    {"ThreeDigitVariable", 'E', 209, 0.0f, true, "[<B4><OC1>E209<ENQ>]",
                "DyneCmd[E-Get Variable (209-SPEED)]   "},
-    EncodeCase{"WriteWithUnitText", 'F', 201, 345.6f, false,
+    {"WriteWithUnitText", 'F', 201, 345.6f, false,
                "[<B4><OC1>F201=345.6 lbf<CR><ETB>21$]",
                "DyneCmd[F-Write Variable (201-TORQUETARGET)]   "},
-    EncodeCase{"WriteRoundsToItsFormat", 'F', 200, 12.34f, false,
+    {"WriteRoundsToItsFormat", 'F', 200, 12.34f, false,
                "[<B4><OC1>F200=12.3 mph<CR><ETB>09$]",
                "DyneCmd[F-Write Variable (200-SPEEDTARGET)]   "},
-    EncodeCase{"ChecksumBelowSixteenHasALeadingZero", 'F', 200, 10.2f, false,
+    {"ChecksumBelowSixteenHasALeadingZero", 'F', 200, 10.2f, false,
                "[<B4><OC1>F200=10.2 mph<CR><ETB>0A$]",
                "DyneCmd[F-Write Variable (200-SPEEDTARGET)]   "},
-    EncodeCase{"WriteShiftedCalibrationWord", 'F', 51, 65531.0f, false,
+    {"WriteShiftedCalibrationWord", 'F', 51, 65531.0f, false,
                "[<B4><OC1>F 51=65531<CR><ETB>60$]",
-               "DyneCmd[F-Write Variable (051-PARASITIC_LOSSES_A)]   "}),
-    [](const ::testing::TestParamInfo<EncodeCase>& info) { return std::string(info.param.name); });
-// clang-format on
+               "DyneCmd[F-Write Variable (051-PARASITIC_LOSSES_A)]   "}};
+  // clang-format on
+  for (const EncodeCase& c : cases) {
+    RequestFrame f = EncodeRequest(c.command, c.variable, c.value, RequestOptions{c.zeroFill});
+    EXPECT_EQ(Rendered(f), c.rendered) << c.name;
+    EXPECT_EQ(f.logText, c.logText) << c.name;
+    EXPECT_FALSE(f.error.has_value()) << c.name;
+  }
+}
 
 TEST(EncodeWrite, TheSentValueIsTheValueTextReadBack) {
   EXPECT_FLOAT_EQ(*EncodeRequest('F', 200, 12.34f, {}).sentValue, 12.3f);

@@ -18,23 +18,12 @@ TEST(Units, TorqueThroughTheRollFactor) {
   EXPECT_NEAR(ToControllerUnits(201, 35.645f, k), 100.0f, 0.01f);
 }
 
-struct FactorCase {
-  float diameter;
-  float usedDiameter;
-};
-
-class RollFactorBounds : public ::testing::TestWithParam<FactorCase> {};
-
-TEST_P(RollFactorBounds, OutsideTheBoundsTheNominalDiameterIsUsed) {
-  double expected = static_cast<double>(GetParam().usedDiameter) * 989978.64876768 / 63360.0;
-  EXPECT_NEAR(RollFactor(GetParam().diameter), expected, 1e-3);
+// Outside 6.5 to 10.5 inches the nominal 8.555 is used.
+TEST(Units, RollFactorOutsideTheBoundsUsesTheNominalDiameter) {
+  for (float d : {6.4f, 10.6f, 12.0f, 0.0f}) EXPECT_EQ(RollFactor(d), RollFactor(8.555f)) << d;
+  for (float d : {6.5f, 8.0f, 10.5f})
+    EXPECT_NEAR(RollFactor(d) / RollFactor(8.555f), d / 8.555f, 1e-6) << d;
 }
-
-INSTANTIATE_TEST_SUITE_P(Diameters, RollFactorBounds,
-                         ::testing::Values(FactorCase{6.5f, 6.5f}, FactorCase{10.5f, 10.5f},
-                                           FactorCase{6.4f, 8.555f}, FactorCase{10.6f, 8.555f},
-                                           FactorCase{12.0f, 8.555f}, FactorCase{0.0f, 8.555f},
-                                           FactorCase{8.0f, 8.0f}));
 
 struct ShiftCase {
   uint8_t variable;
@@ -42,26 +31,22 @@ struct ShiftCase {
   float sent;
 };
 
-class NegativeShift : public ::testing::TestWithParam<ShiftCase> {};
-
 // Through the slot conversion, as a Write Variable request converts its value.
-TEST_P(NegativeShift, NegativeValuesTravelAsUnsignedQuantities) {
+TEST(Units, NegativeValuesTravelAsUnsignedQuantities) {
+  const ShiftCase cases[] = {{51, -5.0f, 65531.0f}, {98, -1.0f, 65535.0f}, {88, -10.0f, 65526.0f},
+                             {200, -5.0f, 873.85f}, {238, -1.0f, 877.85f}, {219, -5.0f, -5.0f},
+                             {237, -5.0f, -5.0f},   {239, -5.0f, -5.0f},   {30, -5.0f, -5.0f},
+                             {51, 5.0f, 5.0f}};
   test::LinkFixture f(0);
   RequestSlot& slot = f.ctx->store.slots[0];
-  slot.variable = GetParam().variable;
-  slot.clientValue = GetParam().clientValue;
-  slot.writePending = true;
-  f.ctx->readings.ScaleConvertData(false);
-  EXPECT_NEAR(slot.controllerValue, GetParam().sent, 1e-3) << static_cast<int>(GetParam().variable);
+  for (const ShiftCase& c : cases) {
+    slot.variable = c.variable;
+    slot.clientValue = c.clientValue;
+    slot.writePending = true;
+    f.ctx->readings.ScaleConvertData(false);
+    EXPECT_NEAR(slot.controllerValue, c.sent, 1e-3) << static_cast<int>(c.variable);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Variables, NegativeShift,
-    ::testing::Values(ShiftCase{51, -5.0f, 65531.0f}, ShiftCase{98, -1.0f, 65535.0f},
-                      ShiftCase{88, -10.0f, 65526.0f}, ShiftCase{200, -5.0f, 873.85f},
-                      ShiftCase{238, -1.0f, 877.85f}, ShiftCase{219, -5.0f, -5.0f},
-                      ShiftCase{237, -5.0f, -5.0f}, ShiftCase{239, -5.0f, -5.0f},
-                      ShiftCase{30, -5.0f, -5.0f}, ShiftCase{51, 5.0f, 5.0f}));
 
 TEST(Units, AWritePendingSlotOnlyConvertsTowardsTheController) {
   test::LinkFixture f(0);

@@ -100,20 +100,14 @@ struct ValCase {
   double expected;
 };
 
-class LeadingNumber : public ::testing::TestWithParam<ValCase> {};
-
-TEST_P(LeadingNumber, ReadsTheNumberAtTheStart) {
-  EXPECT_DOUBLE_EQ(VbVal(GetParam().text), GetParam().expected) << GetParam().text;
+TEST(VbVal, ReadsTheNumberAtTheStart) {
+  const ValCase cases[] = {
+      {"12abc", 12}, {"  42", 42},        {"-3.5x", -3.5}, {"+7", 7},          {"abc", 0},
+      {"", 0},       {".5", 0.5},         {"1e3", 1000},   {"2.5E-1z", 0.25},  {"1 2 3", 123},
+      {"12e", 12},   {"&HFF", 255},       {"&hffff", -1},  {"&H10000", 65536}, {"&O17", 15},
+      {"&Hxyz", 0},  {"12.50 mph", 12.5}, {"1,5", 1}};
+  for (const ValCase& c : cases) EXPECT_DOUBLE_EQ(VbVal(c.text), c.expected) << c.text;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, LeadingNumber,
-    ::testing::Values(ValCase{"12abc", 12}, ValCase{"  42", 42}, ValCase{"-3.5x", -3.5},
-                      ValCase{"+7", 7}, ValCase{"abc", 0}, ValCase{"", 0}, ValCase{".5", 0.5},
-                      ValCase{"1e3", 1000}, ValCase{"2.5E-1z", 0.25}, ValCase{"1 2 3", 123},
-                      ValCase{"12e", 12}, ValCase{"&HFF", 255}, ValCase{"&hffff", -1},
-                      ValCase{"&H10000", 65536}, ValCase{"&O17", 15}, ValCase{"&Hxyz", 0},
-                      ValCase{"12.50 mph", 12.5}, ValCase{"1,5", 1}));
 
 struct NumberTextCase {
   const char* text;
@@ -121,47 +115,37 @@ struct NumberTextCase {
   double expected;
 };
 
-class WholeNumberText : public ::testing::TestWithParam<NumberTextCase> {};
-
 // Unlike the leading-number rule, every character must belong to the number.
-TEST_P(WholeNumberText, AcceptsOnlyATextThatIsANumber) {
-  std::optional<double> number = VbNumberText(GetParam().text);
-  ASSERT_EQ(number.has_value(), GetParam().isNumber) << GetParam().text;
-  if (number) {
-    EXPECT_DOUBLE_EQ(*number, GetParam().expected) << GetParam().text;
+TEST(VbNumberText, AcceptsOnlyATextThatIsANumber) {
+  const NumberTextCase cases[] = {{" 12 ", true, 12}, {"-3.5", true, -3.5},   {".5", true, 0.5},
+                                  {"5.", true, 5},    {"2.5E-1", true, 0.25}, {"&HFF", true, 255},
+                                  {"&O17", true, 15}, {"12abc", false, 0},    {"", false, 0},
+                                  {"   ", false, 0},  {".", false, 0},        {"-", false, 0},
+                                  {"1e", false, 0},   {"1 2", false, 0},      {"&HXY", false, 0},
+                                  {"&O8", false, 0},  {"&H", false, 0}};
+  for (const NumberTextCase& c : cases) {
+    std::optional<double> number = VbNumberText(c.text);
+    ASSERT_EQ(number.has_value(), c.isNumber) << c.text;
+    if (number) {
+      EXPECT_DOUBLE_EQ(*number, c.expected) << c.text;
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, WholeNumberText,
-    ::testing::Values(NumberTextCase{" 12 ", true, 12}, NumberTextCase{"-3.5", true, -3.5},
-                      NumberTextCase{".5", true, 0.5}, NumberTextCase{"5.", true, 5},
-                      NumberTextCase{"2.5E-1", true, 0.25}, NumberTextCase{"&HFF", true, 255},
-                      NumberTextCase{"&O17", true, 15}, NumberTextCase{"12abc", false, 0},
-                      NumberTextCase{"", false, 0}, NumberTextCase{"   ", false, 0},
-                      NumberTextCase{".", false, 0}, NumberTextCase{"-", false, 0},
-                      NumberTextCase{"1e", false, 0}, NumberTextCase{"1 2", false, 0},
-                      NumberTextCase{"&HXY", false, 0}, NumberTextCase{"&O8", false, 0},
-                      NumberTextCase{"&H", false, 0}));
 
 struct RoundCase {
   double value;
   int expected;
 };
 
-class HalfToEven : public ::testing::TestWithParam<RoundCase> {};
-
-TEST_P(HalfToEven, CIntAndCLngRoundHalvesToEven) {
-  EXPECT_EQ(VbCInt(GetParam().value), GetParam().expected);
-  EXPECT_EQ(VbCLng(GetParam().value), GetParam().expected);
+TEST(Conversions, CIntAndCLngRoundHalvesToEven) {
+  const RoundCase cases[] = {{2.5, 2},         {3.5, 4},          {-2.5, -2},  {-3.5, -4},
+                             {0.5, 0},         {1.5, 2},          {2.4999, 2}, {-0.6, -1},
+                             {32767.4, 32767}, {-32768.5, -32768}};
+  for (const RoundCase& c : cases) {
+    EXPECT_EQ(VbCInt(c.value), c.expected) << c.value;
+    EXPECT_EQ(VbCLng(c.value), c.expected) << c.value;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Values, HalfToEven,
-                         ::testing::Values(RoundCase{2.5, 2}, RoundCase{3.5, 4},
-                                           RoundCase{-2.5, -2}, RoundCase{-3.5, -4},
-                                           RoundCase{0.5, 0}, RoundCase{1.5, 2},
-                                           RoundCase{2.4999, 2}, RoundCase{-0.6, -1},
-                                           RoundCase{32767.4, 32767}, RoundCase{-32768.5, -32768}));
 
 TEST(Conversions, OverflowIsRaised) {
   for (double v : {40000.0, 32767.5, -32769.0}) {
@@ -178,11 +162,6 @@ TEST(Conversions, OverflowIsRaised) {
   EXPECT_EQ(VbCLng(-2147483648.0), INT32_MIN);
   EXPECT_EQ(VbCByte(255.4), 255);
   EXPECT_THROW(VbCByte(-1), VbRuntimeError);
-}
-
-TEST(Conversions, BooleanText) {
-  EXPECT_STREQ(BoolText(true), "True");
-  EXPECT_STREQ(BoolText(false), "False");
 }
 
 }  // namespace

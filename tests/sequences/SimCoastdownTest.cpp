@@ -44,7 +44,6 @@ TEST_F(SimCoastdown, BothWindowsLandOnTheCalculatedTimeAndTheResultsComeBackAtTh
     EXPECT_LT(r.PercentDelta, 2.0f);
     std::printf("window %d: actual %.3f s, calculated %.3f s, percent delta %.3f%%\n", w, r.ACDT,
                 r.CCDT, r.PercentDelta);
-    EXPECT_NEAR(r.PercentDelta, std::fabs(r.ACDT - r.CCDT) * 100.0 / r.CCDT, 1e-3);
     // The device's stopwatch and the server's own crossings agree.
     EXPECT_NEAR(r.CoastMs / 1000.0, r.Stopwatch, 0.15);
     // The absorber takes what the rolls' own losses leave of the set power.

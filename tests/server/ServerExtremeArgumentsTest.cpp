@@ -85,17 +85,7 @@ TEST(ServerExtremeArguments, EveryMemberAnswersWithItsFailureValueAndTheServerKe
   // Each member is walked on an object that never connected, and on one that is connected to the
   // simulated dyne when the call is made (connected again after a call that ended its link).
   for (const bool connected : {false, true}) {
-    Reply created = rig.Request("POST", "/automation/objects", "{}");
-    ASSERT_EQ(created.status, 201) << created.text;
-    const std::string o = "/automation/objects/" + created.json.value("id", "");
-    auto connect = [&] {
-      if (!connected || rig.Request("GET", o + "/properties/Connected").json["value"] == true)
-        return;
-      ASSERT_EQ(
-          rig.Request("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status,
-          200);
-      ASSERT_EQ(rig.Request("POST", o + "/methods/Connect", "{}").json["result"], true);
-    };
+    const std::string o = rig.NewObject();
     int calls = 0, answered = 0;
     for (const json& member : library["members"]) {
       const std::string name = member["name"];
@@ -103,7 +93,7 @@ TEST(ServerExtremeArguments, EveryMemberAnswersWithItsFailureValueAndTheServerKe
       for (const Extreme& extreme : Extremes()) {
         SCOPED_TRACE(kind + " " + name + " with " + extreme.name + " arguments" +
                      (connected ? " while connected" : ""));
-        connect();
+        if (connected) rig.ConnectObject(o);
         Reply reply;
         if (kind == "method") {
           json args = json::array();
@@ -146,10 +136,7 @@ TEST(ServerExtremeArguments, EveryMemberAnswersWithItsFailureValueAndTheServerKe
 
 TEST(ServerExtremeArguments, ASpeedWhoseLossOverflowsGivesInvalidValueAndIsLogged) {
   test::ServerRig rig;
-  Reply created = rig.Request("POST", "/automation/objects", "{}");
-  ASSERT_EQ(created.status, 201) << created.text;
-  const std::string call =
-      "/automation/objects/" + created.json.value("id", "") + "/methods/GetParasiticsAtSpeed";
+  const std::string call = rig.NewObject() + "/methods/GetParasiticsAtSpeed";
   const std::string report = "clsKeloInterface: GetParasiticsAtSpeed-ERROR-Code:6";
   const int errors = rig.LogCount(report);
   for (double speed : {1e38, -1e38}) {

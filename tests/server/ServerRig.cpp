@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include <gtest/gtest.h>
+
 namespace tavkelo::test {
 
 ServerRig::ServerRig() {
@@ -55,6 +57,22 @@ void ServerRig::PumpWhile(const std::function<bool()>& busy) {
   while (busy()) {
     if (!loop_->PumpOnce(0)) std::this_thread::yield();
   }
+}
+
+std::string ServerRig::NewObject(const std::string& body) {
+  Reply created = Request("POST", "/automation/objects", body);
+  EXPECT_EQ(created.status, 201) << created.text;
+  const std::string id = created.json.value("id", "");
+  EXPECT_TRUE(id.size() == 20 && id.find_first_not_of("0123456789abcdef") == std::string::npos)
+      << id;
+  return "/automation/objects/" + id;
+}
+
+void ServerRig::ConnectObject(const std::string& path) {
+  if (Request("GET", path + "/properties/Connected").json["value"] == true) return;
+  EXPECT_EQ(Request("POST", path + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status,
+            200);
+  EXPECT_EQ(Request("POST", path + "/methods/Connect", "{}").json["result"], true);
 }
 
 int ServerRig::LogCount(const std::string& text) const {

@@ -57,6 +57,10 @@ class ServerRig {
   // Loop time in seconds (read while nothing pumps).
   double NowS() const { return static_cast<double>(loop_->NowUs()) / 1e6; }
   int LogCount(const std::string& text) const;
+  // A new client object's path, its id checked: twenty hexadecimal digits.
+  std::string NewObject(const std::string& body = "{}");
+  // Init(True, 1, 9600, "N") and Connect on the object at `path`, unless it is connected.
+  void ConnectObject(const std::string& path);
 
  private:
   void PumpWhile(const std::function<bool()>& busy);

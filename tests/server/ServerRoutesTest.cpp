@@ -20,20 +20,10 @@ using test::Reply;
 
 class ServerRoutes : public ::testing::Test {
  protected:
-  std::string NewObject(const std::string& body = "{}") {
-    Reply created = rig.Request("POST", "/automation/objects", body);
-    EXPECT_EQ(created.status, 201) << created.text;
-    const std::string id = created.json.value("id", "");
-    EXPECT_TRUE(id.size() == 20 && id.find_first_not_of("0123456789abcdef") == std::string::npos)
-        << id;
-    return "/automation/objects/" + id;
-  }
   // A new object, initialised and connected to the simulated port 1.
   std::string NewConnectedObject(const std::string& body = "{}") {
-    const std::string o = NewObject(body);
-    EXPECT_EQ(rig.Request("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})").status,
-              200);
-    EXPECT_EQ(rig.Request("POST", o + "/methods/Connect", "{}").json["result"], true);
+    const std::string o = rig.NewObject(body);
+    rig.ConnectObject(o);
     return o;
   }
   // The number of client objects, asked in a way that renews nobody's lease.
@@ -51,8 +41,8 @@ std::string Expand(std::string text, const std::string& token, const std::string
 }
 
 TEST_F(ServerRoutes, BadCallsAreAnsweredWithTheirStatusAndWhatWasWrong) {
-  const std::string o = NewObject();
-  const std::string gone = NewObject(R"({"leaseSeconds": 1})");
+  const std::string o = rig.NewObject();
+  const std::string gone = rig.NewObject(R"({"leaseSeconds": 1})");
   rig.PassTime(2001);  // `gone`'s lease runs out; `o` keeps the default 30 s
   struct BadCall {
     const char* method;
@@ -147,7 +137,7 @@ TEST_F(ServerRoutes, BadCallsAreAnsweredWithTheirStatusAndWhatWasWrong) {
 }
 
 TEST_F(ServerRoutes, NamedArgumentsInAnyOrderAndByReferenceOutputs) {
-  const std::string o = NewObject();
+  const std::string o = rig.NewObject();
   Reply para =
       rig.Request("POST", o + "/methods/GetParasiticsAtSpeed", R"({"args": {"TheSpeed": 20}})");
   ASSERT_EQ(para.status, 200) << para.text;
@@ -179,8 +169,8 @@ TEST(ServerValues, ASingleTravelsWithItsOwnDigitsAndWhatJsonCannotSayAsNull) {
 
 TEST_F(ServerRoutes, LeasesRunOutUnlessPingsOrCallsRenewThem) {
   const std::string idle = NewConnectedObject(R"({"leaseSeconds": 2})");
-  const std::string pinged = NewObject(R"({"leaseSeconds": 2})");
-  const std::string used = NewObject(R"({"leaseSeconds": 2})");
+  const std::string pinged = rig.NewObject(R"({"leaseSeconds": 2})");
+  const std::string used = rig.NewObject(R"({"leaseSeconds": 2})");
   ASSERT_EQ(rig.Request("GET", idle + "/properties/SerialPort").status, 200);  // its last use
   const int disconnects = rig.LogCount("clsKeloInterface: DisConnect");
   auto renew = [&] {

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <functional>
+#include <tuple>
 #include <vector>
 
 #include "SimBench.hpp"
@@ -94,38 +95,30 @@ TEST(SimPhysics, ACoastWithTheAsmRegulatorTakesTheTimeOfTheSetPower) {
   EXPECT_NEAR(bench.Read("227"), expected, expected * 0.01);
 }
 
-struct StopWatchCase {
-  const char *from, *to;
-  char arm;
-  const char* result;
-};
-
-class SimStopWatch : public ::testing::TestWithParam<StopWatchCase> {};
-
-TEST_P(SimStopWatch, MeasuresTheWindowItWasGivenAndKeepsItUntilArmedAgain) {
-  const StopWatchCase& c = GetParam();
-  SimBench bench(Options());
-  ASSERT_EQ(bench.Exchange(WriteVariable(c.from, "25.0 mph")), kAck);
-  ASSERT_EQ(bench.Exchange(WriteVariable(c.to, "21.0 mph")), kAck);
-  SpinUp(bench, 28.0);
-  ASSERT_EQ(bench.Exchange(Action(c.arm)), kAck);
-  Trajectory trajectory(bench);
-  ASSERT_EQ(bench.Exchange(Action('K')), kAck);
-  ASSERT_TRUE(CoastBelow(bench, 20.0));
-  const double measured = bench.Read(c.result);
-  EXPECT_NEAR(measured, trajectory.FallThrough(21.0) - trajectory.FallThrough(25.0),
-              0.0015);  // ms on the wire
-  const double closedForm = Seconds(25.0, 21.0, LossLbf(bench));
-  EXPECT_NEAR(measured, closedForm, closedForm * 0.005);
-  bench.Run(5000);
-  EXPECT_EQ(bench.Read(c.result), measured);
-  ASSERT_EQ(bench.Exchange(Action(c.arm)), kAck);
-  EXPECT_EQ(bench.Read(c.result), 0.0);
+// Stop watch one (window in 207 and 208, armed by 'H', read in 227) and two (234, 235, 'R', 236).
+TEST(SimPhysics, AStopWatchMeasuresTheWindowItWasGivenAndKeepsItUntilArmedAgain) {
+  for (auto [from, to, arm, result] :
+       {std::tuple{"207", "208", 'H', "227"}, std::tuple{"234", "235", 'R', "236"}}) {
+    SCOPED_TRACE(result);
+    SimBench bench(Options());
+    ASSERT_EQ(bench.Exchange(WriteVariable(from, "25.0 mph")), kAck);
+    ASSERT_EQ(bench.Exchange(WriteVariable(to, "21.0 mph")), kAck);
+    SpinUp(bench, 28.0);
+    ASSERT_EQ(bench.Exchange(Action(arm)), kAck);
+    Trajectory trajectory(bench);
+    ASSERT_EQ(bench.Exchange(Action('K')), kAck);
+    ASSERT_TRUE(CoastBelow(bench, 20.0));
+    const double measured = bench.Read(result);
+    EXPECT_NEAR(measured, trajectory.FallThrough(21.0) - trajectory.FallThrough(25.0),
+                0.0015);  // ms on the wire
+    const double closedForm = Seconds(25.0, 21.0, LossLbf(bench));
+    EXPECT_NEAR(measured, closedForm, closedForm * 0.005);
+    bench.Run(5000);
+    EXPECT_EQ(bench.Read(result), measured);
+    ASSERT_EQ(bench.Exchange(Action(arm)), kAck);
+    EXPECT_EQ(bench.Read(result), 0.0);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(OneAndTwo, SimStopWatch,
-                         ::testing::Values(StopWatchCase{"207", "208", 'H', "227"},
-                                           StopWatchCase{"234", "235", 'R', "236"}));
 
 TEST(SimPhysics, TheMotorHoldsItsTopSpeedAndTheSpeedRegulatorHoldsItsTargetAgainstAVehicle) {
   SimBench bench(Options(45.0));

@@ -1,7 +1,5 @@
 #include "support/LinkFixture.hpp"
 
-#include <sstream>
-
 namespace tavkelo::test {
 
 LinkFixture::LinkFixture(int16_t logControl) {
@@ -32,32 +30,9 @@ void LinkFixture::ConnectLink() {
   ctx->polling.SetConnected(true);
 }
 
-std::string StripStamp(const std::string& line) {
-  if (line.size() < 10) return line;
-  bool stamp = line[6] == '.' && line[9] == '-';
-  for (int i : {0, 1, 2, 3, 4, 5, 7, 8})
-    stamp = stamp && line[static_cast<size_t>(i)] >= '0' && line[static_cast<size_t>(i)] <= '9';
-  bool blank = line.compare(0, 10, std::string(10, ' ')) == 0;
-  return (stamp || blank) ? line.substr(10) : line;
-}
-
 std::string LinkFixture::LogText() const {
   if (host->log.LogFileName().empty()) return "";
   return ReadFile(host->log.LogFileName()).substr(logStart_);
-}
-
-std::vector<std::string> LinkFixture::LogLines() const {
-  std::vector<std::string> lines;
-  std::string text = LogText();
-  size_t pos = 0;
-  while (pos < text.size()) {
-    size_t end = text.find("\r\n", pos);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(pos, end - pos);
-    lines.push_back(StripStamp(line));
-    pos = end + 2;
-  }
-  return lines;
 }
 
 bool LinkFixture::LogContains(const std::string& text) const {

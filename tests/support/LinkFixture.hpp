@@ -14,9 +14,6 @@
 
 namespace tavkelo::test {
 
-// A log line without its 10-character stamp (or the 10 blanks of a continuation line).
-std::string StripStamp(const std::string& line);
-
 class LinkFixture {
  public:
   explicit LinkFixture(int16_t logControl = 63);
@@ -24,8 +21,7 @@ class LinkFixture {
 
   // Attaches the host end of the line as the port and marks the link connected.
   void ConnectLink();
-  // The log's lines without their stamps, from the first line written after the fixture was built.
-  std::vector<std::string> LogLines() const;
+  // The log written after the fixture was built, stamps and all.
   std::string LogText() const;
   bool LogContains(const std::string& text) const;
   int LogCount(const std::string& text) const;

@@ -58,7 +58,8 @@ void DyneExchange::BuildCommSendBuffer() {
   if (frame.sentValue) slot.controllerValue = *frame.sentValue;
   x_.sendBuffer = frame.bytes;
   x_.sendCount = frame.count;
-  x_.logText = frame.logText;
+  // Every line about the request ends with its name and three blanks.
+  x_.logText = DyneCmdText(x_.command, slot.variable) + "   ";
   if (frame.error) {
     ctx_.log.LogError(frame.error->number, frame.error->description,
                       "BuildCommSendBuffer[" + std::to_string(frame.error->stage) + "]", 0);

@@ -76,7 +76,6 @@ RequestFrame EncodeRequest(int32_t command, uint8_t variable, float controllerVa
   } catch (const std::exception& e) {
     f.error = FrameError{stage, 51, e.what()};
   }
-  f.logText = DyneCmdText(command, variable) + "   ";
   return f;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 // A request's frame as a pure function of the request: 0xB4 0x11, the command character and what
-// the command carries (the variable number, the value text and its checksum), with the text the
-// log shows for it. Nothing here touches the line, the store or the poller; the value of a
+// the command carries (the variable number, the value text and its checksum); DyneCmdText names
+// the request in the log. Nothing here touches the line, the store or the poller; the value of a
 // "Write Variable" arrives already in the controller's units.
 
 #include <array>
@@ -28,8 +28,6 @@ struct RequestFrame {
 
   std::array<uint8_t, kCapacity> bytes{};
   int16_t count = 0;
-  // The request's DyneCmdText and three blanks, as every line about the request ends.
-  std::string logText;
   // "Write Variable": the numeric value of the value text as written, which is what the
   // controller receives.
   std::optional<float> sentValue;

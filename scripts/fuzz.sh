@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds="${1:-60}"
-targets=(reply_fuzzer request_frame_fuzzer ini_fuzzer)
+targets=(reply_fuzzer request_frame_fuzzer ini_fuzzer api_fuzzer)
 
 scripts/deps.sh --fuzz
 launcher=()

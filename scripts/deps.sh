@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building (and, with --test, testing) TavKelo needs, when any
-# is missing. Usage: scripts/deps.sh [--test|--format]
+# is missing. Usage: scripts/deps.sh [--test|--format|--fuzz]
 set -euo pipefail
 
 missing=()
@@ -19,6 +19,11 @@ for p in cmake ninja-build g++ pkg-config libcpp-httplib-dev nlohmann-json3-dev 
 done
 if [[ "${1:-}" == "--test" || "${1:-}" == "--format" ]]; then
   need_package clang-format  # the formatting check of CI
+fi
+if [[ "${1:-}" == "--fuzz" ]]; then
+  # libFuzzer and the sanitizers' runtimes come with clang's runtime package.
+  need_command clang++ clang
+  need_package libclang-rt-14-dev
 fi
 if [[ "${1:-}" == "--test" ]]; then
   # Browser tests drive Debian's Chromium with playwright-core from npm; the end-to-end tests and

@@ -1,5 +1,7 @@
 #include "link/DyneReplyFrame.hpp"
 
+#include <cmath>
+
 #include "platform/VbConvert.hpp"
 
 namespace tavkelo {
@@ -73,7 +75,12 @@ VariableReply ParseVariableReply(const uint8_t* b, size_t count) {
     if (sep == end) return fail("Error Parsing Variable Number");
     ReplyGroup& g = r.groups[r.groupCount++];
     std::string_view number(reinterpret_cast<const char*>(b + pos), sep - pos);
-    g.variable = static_cast<uint8_t>(static_cast<int>(VbVal(number)) & 0xFF);
+    // Three characters can still spell a number no int holds ("8e9"); such a group names no
+    // variable (0).
+    const double numberValue = VbVal(number);
+    g.variable = std::fabs(numberValue) < 2147483648.0
+                     ? static_cast<uint8_t>(static_cast<int>(numberValue) & 0xFF)
+                     : 0;
     pos = sep + 1;
     if (b[sep] == '-') {
       g.controllerValue = 0.0f;

@@ -55,9 +55,17 @@ std::string StringField(const nlohmann::json& body, const std::string& key,
   return it->get<std::string>();
 }
 
+namespace {
+// Texts in an answer may carry bytes that are not UTF-8 (a path's %-escapes, a value the client
+// sent); they go out as U+FFFD rather than failing the request.
+std::string JsonText(const nlohmann::json& body) {
+  return body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+}  // namespace
+
 void AnswerError(httplib::Response& res, int status, const std::string& message) {
   res.status = status;
-  res.set_content(nlohmann::json{{"error", message}}.dump(), kJson);
+  res.set_content(JsonText(nlohmann::json{{"error", message}}), kJson);
 }
 
 void Answer(httplib::Response& res, const std::function<std::pair<int, nlohmann::json>()>& fn) {
@@ -73,7 +81,7 @@ void Answer(httplib::Response& res, const std::function<std::pair<int, nlohmann:
     return AnswerError(res, 500, std::string("internal error: ") + e.what());
   }
   res.status = status;
-  if (!body.is_null()) res.set_content(body.dump(), kJson);
+  if (!body.is_null()) res.set_content(JsonText(body), kJson);
 }
 
 }  // namespace tavkelo

@@ -65,6 +65,10 @@ TEST_F(ServerRoutes, BadCallsAreAnsweredWithTheirStatusAndWhatWasWrong) {
       {"GET", "{o}/properties/connected", "", 404, "clsKeloInterface has no property connected"},
       {"POST", "{o}/methods/Connected", "{}", 404, "clsKeloInterface has no method Connected"},
       {"GET", "/automation/objects", "", 404, "no such path: /automation/objects"},
+      // A path's escapes that are not UTF-8 come back as U+FFFD.
+      {"GET", "/api/r%ADeadings", "", 404,
+       "no such path: /api/r\xEF\xBF\xBD"
+       "eadings"},
       {"POST", "{o}/methods/RaiseLifts", R"({"args": [true]})", 400,
        "RaiseLifts takes 2 arguments, got 1"},
       {"POST", "{o}/methods/Connect", R"({"args": [1]})", 400, "Connect takes 0 arguments, got 1"},

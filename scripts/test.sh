@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds TavKelo and runs every test. Usage: scripts/test.sh [default|sanitize]
+# Builds TavKelo and runs every test. Usage: scripts/test.sh [default|sanitize|tsan]
+# The tsan preset builds and runs only the server, client and end-to-end tests.
 # Installs the Debian and npm packages that the build and the tests need when they are missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -14,16 +14,14 @@
 // that jumps to the next due timer when nothing is runnable).
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <exception>
 #include <functional>
+#include <future>
 #include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
@@ -153,92 +151,14 @@ class EventLoop {
   std::map<int, FdWatch> fdWatches_;
 };
 
-// Thrown to a thread whose Invoke the loop dropped unrun (the loop was shutting down).
-class LoopCallDropped : public std::runtime_error {
- public:
-  LoopCallDropped() : std::runtime_error("the loop dropped the call") {}
-};
-
-namespace detail {
-// The hand-over of one call made from another thread: the loop thread stores the result or the
-// exception, the calling thread waits for it. Everything passes under one mutex, so the hand-over
-// is a plain happens-before that the thread checker sees (a std::future's shared state is not).
-template <class R>
-class CrossThreadResult {
-  using Stored = std::conditional_t<std::is_void_v<R>, bool, R>;
-
- public:
-  template <class F>
-  void Run(F& fn) {
-    std::optional<Stored> value;
-    std::exception_ptr error;
-    try {
-      if constexpr (std::is_void_v<R>) {
-        fn();
-        value.emplace(true);
-      } else {
-        value.emplace(fn());
-      }
-    } catch (...) {
-      error = std::current_exception();
-    }
-    Finish(std::move(value), std::move(error));
-  }
-  // The loop dropped the call without running it.
-  void Abandon() { Finish(std::nullopt, std::make_exception_ptr(LoopCallDropped())); }
-  R Wait() {
-    std::unique_lock lock(mutex_);
-    done_.wait(lock, [this] { return finished_; });
-    if (error_) std::rethrow_exception(std::exchange(error_, nullptr));
-    if constexpr (!std::is_void_v<R>) return std::move(*value_);
-  }
-
- private:
-  void Finish(std::optional<Stored> value, std::exception_ptr error) {
-    {
-      std::lock_guard lock(mutex_);
-      if (finished_) return;
-      value_ = std::move(value);
-      error_ = std::move(error);
-      finished_ = true;
-    }
-    done_.notify_all();
-  }
-
-  std::mutex mutex_;
-  std::condition_variable done_;
-  bool finished_ = false;
-  std::optional<Stored> value_;
-  std::exception_ptr error_;
-};
-}  // namespace detail
-
 template <class F>
 auto EventLoop::Invoke(F&& fn, CallKind kind) -> std::invoke_result_t<F&> {
   using R = std::invoke_result_t<F&>;
   if (IsLoopThread()) return fn();
-  using Result = detail::CrossThreadResult<R>;
-  // The posted call owns the function; if it is destroyed unrun, the caller hears so.
-  struct Call {
-    Call(F&& f, std::shared_ptr<Result> r) : fn(std::forward<F>(f)), result(std::move(r)) {}
-    Call(const Call&) = delete;
-    Call& operator=(const Call&) = delete;
-    ~Call() {
-      if (!ran) result->Abandon();
-    }
-    std::decay_t<F> fn;
-    std::shared_ptr<Result> result;
-    bool ran = false;
-  };
-  auto result = std::make_shared<Result>();
-  auto call = std::make_shared<Call>(std::forward<F>(fn), result);
-  Post(
-      [call] {
-        call->ran = true;
-        call->result->Run(call->fn);
-      },
-      kind);
-  return result->Wait();
+  auto task = std::make_shared<std::packaged_task<R()>>(std::forward<F>(fn));
+  std::future<R> result = task->get_future();
+  Post([task] { (*task)(); }, kind);
+  return result.get();
 }
 
 }  // namespace tavkelo

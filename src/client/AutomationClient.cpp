@@ -6,7 +6,8 @@
 
 namespace tavkelo {
 
-AutomationClient::AutomationClient(const std::string& baseUrl) : baseUrl_(baseUrl) {
+AutomationClient::AutomationClient(const std::string& baseUrl, std::string token)
+    : baseUrl_(baseUrl), token_(std::move(token)) {
   std::string rest = baseUrl;
   const std::string scheme = "http://";
   if (rest.rfind(scheme, 0) == 0) rest = rest.substr(scheme.size());
@@ -26,6 +27,12 @@ AutomationClient::AutomationClient(const std::string& baseUrl) : baseUrl_(baseUr
 
 AutomationClient::~AutomationClient() = default;
 
+std::unique_ptr<httplib::Client> AutomationClient::NewConnection() const {
+  auto http = std::make_unique<httplib::Client>(host_, port_);
+  if (!token_.empty()) http->set_bearer_token_auth(token_.c_str());
+  return http;
+}
+
 nlohmann::json AutomationClient::Request(const std::string& method, const std::string& path,
                                          const nlohmann::json& body) {
   return Send(mutex_, http_, method, path, body);
@@ -41,7 +48,7 @@ nlohmann::json AutomationClient::Send(std::mutex& mutex, std::unique_ptr<httplib
                                       const nlohmann::json& body) {
   std::lock_guard<std::mutex> lock(mutex);
   if (!http) {
-    http = std::make_unique<httplib::Client>(host_, port_);
+    http = NewConnection();
     http->set_tcp_nodelay(true);
     http->set_keep_alive(true);
     http->set_read_timeout(120, 0);
@@ -51,7 +58,8 @@ nlohmann::json AutomationClient::Send(std::mutex& mutex, std::unique_ptr<httplib
     if (method == "GET") return http->Get(path.c_str());
     if (method == "POST") return http->Post(path.c_str(), text, "application/json");
     if (method == "PUT") return http->Put(path.c_str(), text, "application/json");
-    if (method == "DELETE") return http->Delete(path.c_str());
+    // The server takes state-changing requests with a JSON type only.
+    if (method == "DELETE") return http->Delete(path.c_str(), text, "application/json");
     throw ClientError(0, "unknown method " + method);
   };
   httplib::Result res = send();
@@ -72,7 +80,8 @@ nlohmann::json AutomationClient::Send(std::mutex& mutex, std::unique_ptr<httplib
 
 void AutomationClient::FollowReadings(
     const std::function<bool(const nlohmann::json&)>& onReadings) {
-  httplib::Client stream(host_, port_);
+  std::unique_ptr<httplib::Client> connection = NewConnection();
+  httplib::Client& stream = *connection;
   stream.set_read_timeout(30, 0);
   std::string pending;
   bool keepGoing = true;

@@ -33,8 +33,10 @@ class ClientError : public std::runtime_error {
 
 class AutomationClient {
  public:
-  // baseUrl: "http://host:port" (the server's default is http://127.0.0.1:5180).
-  explicit AutomationClient(const std::string& baseUrl = "http://127.0.0.1:5180");
+  // baseUrl: "http://host:port" (the server's default is http://127.0.0.1:5180). token: sent as
+  // Authorization: Bearer TOKEN when not empty (a server beyond loopback asks for one).
+  explicit AutomationClient(const std::string& baseUrl = "http://127.0.0.1:5180",
+                            std::string token = "");
   ~AutomationClient();
   AutomationClient(const AutomationClient&) = delete;
   AutomationClient& operator=(const AutomationClient&) = delete;
@@ -61,6 +63,8 @@ class AutomationClient {
   std::string baseUrl_;
   std::string host_;
   int port_ = 5180;
+  std::string token_;
+  std::unique_ptr<httplib::Client> NewConnection() const;
   // One request on `http` (connected on first use), holding `mutex`.
   nlohmann::json Send(std::mutex& mutex, std::unique_ptr<httplib::Client>& http,
                       const std::string& method, const std::string& path,

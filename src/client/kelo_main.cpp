@@ -165,6 +165,11 @@ int main(int argc, char** argv) {
   std::string server = envServer != nullptr ? envServer : "http://127.0.0.1:5180";
   app.add_option("--server", server, "TavKeloASM's address (or $TAVKELO_SERVER)")
       ->capture_default_str();
+  const char* envToken = std::getenv("TAVKELO_TOKEN");
+  std::string token = envToken != nullptr ? envToken : "";
+  app.add_option("--token", token,
+                 "Token for a server that asks for one (or $TAVKELO_TOKEN; prefer the variable: "
+                 "other users can read a command line)");
   app.require_subcommand(1);
 
   std::string name, value;
@@ -200,7 +205,7 @@ int main(int argc, char** argv) {
   }
 
   try {
-    AutomationClient client(server);
+    AutomationClient client(server, token);
     if (*typelib) {
       for (const MemberInfo& m : MemberTable()) {
         if (name.empty() || Lower(m.name) == Lower(name)) PrintMember(m);

@@ -60,11 +60,7 @@ void DiagnosticLog::LoadLogControl(bool readSettings) {
   SetLogControlValue(value);
 }
 
-void DiagnosticLog::OpenLogFile() {
-  const double now = loop_.Now();
-  const std::string timePart = VbFormatDate(now, "HHMMSS");
-  const std::string datePart = VbFormatDate(now, "YYYYMMDD");
-
+std::string DiagnosticLog::LogFolder() const {
   // 1. A LOGS folder beside the executable's folder, in its parent.
   std::string folder;
   if (programFilePath_.size() > 3 && programFilePath_.find(kSep) != std::string::npos) {
@@ -82,6 +78,15 @@ void DiagnosticLog::OpenLogFile() {
     folder = kTempFolder;
     if (!IsDirectory(folder)) ::mkdir(folder.c_str(), 0777);
   }
+  return folder;
+}
+
+void DiagnosticLog::OpenLogFile() {
+  const double now = loop_.Now();
+  const std::string timePart = VbFormatDate(now, "HHMMSS");
+  const std::string datePart = VbFormatDate(now, "YYYYMMDD");
+
+  const std::string folder = LogFolder();
   logFileName_ = folder + kSep + "KELO_" + datePart + ".LOG";
 
   std::string error;

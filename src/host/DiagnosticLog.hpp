@@ -29,6 +29,9 @@ class DiagnosticLog {
 
   void LoadLogControl(bool readSettings);
   void OpenLogFile();
+  // The folder of the log files: LOGS beside the executable's folder, else $DATA, else the
+  // temporary folder (created when missing).
+  std::string LogFolder() const;
   void WriteLog(std::string_view message);
   void LogError(int32_t number, std::string_view description, std::string_view where,
                 int16_t options);

@@ -11,12 +11,14 @@ AutomationServer::AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap*
                                    Config config)
     : config_(std::move(config)),
       context_(loop, engine, ports),
+      guard_(config_.security, config_.host),
       readings_(context_, config_.maxStreams),
       automation_(context_, config_.leaseSeconds),
       console_(context_) {
   readings_.Feed().SetDecorator([&engine](nlohmann::json& snapshot) {
     snapshot["wizard"] = WizardSummaryJson(engine.Calibrations().Forms());
   });
+  guard_.Install(http_);
   AddPageRoutes(http_, context_, automation_.Objects(), config_.webDir);
   automation_.AddRoutes(http_);
   readings_.AddRoutes(http_);
@@ -55,6 +57,7 @@ bool AutomationServer::Start(std::string& error) {
     }
     port_ = config_.port;
   }
+  guard_.SetPort(port_);
   listener_ = std::thread([this] {
     http_.listen_after_bind();
     listenerDone_ = true;

@@ -14,6 +14,7 @@
 #include "server/AutomationApi.hpp"
 #include "server/ConsoleRoutes.hpp"
 #include "server/ReadingsRoutes.hpp"
+#include "server/RequestGuard.hpp"
 
 namespace tavkelo {
 
@@ -31,6 +32,7 @@ class AutomationServer {
     int maxStreams = 16;
     size_t maxBodyBytes = 64 * 1024;
     int threads = 32;
+    SecurityOptions security;
   };
 
   AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap* ports, Config config);
@@ -63,6 +65,7 @@ class AutomationServer {
   std::thread listener_;
   std::atomic<bool> listenerDone_{false};
   int port_ = 0;
+  RequestGuard guard_;
   ReadingsRoutes readings_;
   AutomationApi automation_;
   ConsoleRoutes console_;

@@ -39,6 +39,9 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
   engine_->Context().openPort = [ports = ports_.get()](int16_t port) { return ports->Open(port); };
   // Names left by a process that died are stale, but only the holder of the lock may say so.
   RemoveSemaphoreNames();
+  // The audit trail lies beside the diagnostic log.
+  if (options.http.security.auditFolder.empty())
+    options.http.security.auditFolder = host_->log.LogFolder();
   server_ =
       std::make_unique<AutomationServer>(loop, *engine_, ports_.get(), std::move(options.http));
 }

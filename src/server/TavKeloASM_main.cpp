@@ -78,6 +78,8 @@ int main(int argc, char** argv) {
   int connectPort = -1;
   std::string instance;
   uint32_t simSeed = 1;
+  SecurityOptions security;
+  std::string tokenFile;
   app.add_flag("--simulate", simulate,
                "Serve every port without a --port mapping with an in-process simulated controller, "
                "and connect "
@@ -105,13 +107,36 @@ int main(int argc, char** argv) {
   app.add_option(
       "--instance", instance,
       "Name of a separate server instance (its own one-instance lock and semaphores), for tests");
+  app.add_option("--allow-origin", security.allowOrigins,
+                 "Also serve browser requests from pages of this origin, e.g. "
+                 "http://station.example:8080 (repeatable; the server's own pages always are)")
+      ->type_name("URL");
+  app.add_option(
+         "--allow-host", security.allowHosts,
+         "Also answer requests addressed to this host name, e.g. the name of a reverse "
+         "proxy (repeatable; the listen address, localhost, 127.0.0.1 and [::1] always are)")
+      ->type_name("NAME");
+  app.add_option("--token-file", tokenFile,
+                 "File of lines 'NAME ROLE TOKEN' (ROLE control or read), readable by its owner "
+                 "only. Clients beyond loopback then need Authorization: Bearer TOKEN; required "
+                 "when listening on an address that is not loopback")
+      ->type_name("PATH");
+  app.add_flag("--require-token", security.requireToken,
+               "Ask for a token from clients on loopback too");
+  app.add_flag("--insecure-no-auth", security.insecureNoAuth,
+               "Listen beyond loopback without a token file: anyone who reaches the port can "
+               "move the dyne");
   app.set_version_flag("--version", "TavKeloASM " + version);
   app.footer(
       "Registration: /REG installs a systemd user unit that starts this server with the other "
       "arguments given,\n"
       "/UNREG removes it; either ends the process. Only one server runs per machine (per "
       "--instance).\n"
-      "Stop with Ctrl-C or SIGTERM: client objects are released and the link is disconnected.");
+      "Stop with Ctrl-C or SIGTERM: client objects are released and the link is disconnected.\n"
+      "Commands (every POST, PUT and DELETE) are written to AUDIT_YYYYMMDD.LOG beside the "
+      "diagnostic log.\n"
+      "TLS: not served by TavKeloASM itself; put a TLS-terminating reverse proxy in front and "
+      "name it with --allow-host.");
   CLI11_PARSE(app, argc, argv);
 
   std::string host;
@@ -119,6 +144,23 @@ int main(int argc, char** argv) {
   if (!SplitListen(listen, host, httpPort)) {
     std::fprintf(stderr, "TavKeloASM: --listen wants ADDR:PORT, got '%s'\n", listen.c_str());
     return 2;
+  }
+  if (!tokenFile.empty()) {
+    std::string error;
+    if (!LoadTokenFile(tokenFile, security.tokens, error)) {
+      std::fprintf(stderr, "TavKeloASM: %s\n", error.c_str());
+      return 2;
+    }
+  }
+  if (std::string refusal = StartupRefusal(host, security); !refusal.empty()) {
+    std::fprintf(stderr, "TavKeloASM: %s\n", refusal.c_str());
+    return 2;
+  }
+  if (security.insecureNoAuth && security.tokens.empty()) {
+    std::fprintf(stderr,
+                 "TavKeloASM: WARNING: --insecure-no-auth: anyone who can reach %s can move the "
+                 "dyne\n",
+                 listen.c_str());
   }
   if (!instance.empty()) {
     hostOptions.semaphoreSuffix = "." + instance;
@@ -135,6 +177,7 @@ int main(int argc, char** argv) {
   options.http.port = httpPort;
   options.http.webDir = webDir;
   options.http.leaseSeconds = leaseSeconds;
+  options.http.security = security;
   RealTimeLoop loop;
   ServerAssembly server(loop, options);
   switch (server.Result()) {

@@ -1,10 +1,14 @@
 // The kelo command-line client against a real TavKeloASM --simulate process: the type library,
 // members by name on one saved object per user and server, the simulator's operator surface, the
-// live readings, and the exit status of each kind of failure.
+// live readings, the exit status of each kind of failure, and tokens from --token or
+// $TAVKELO_TOKEN with the audit trail they leave.
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <regex>
+#include <sstream>
 
 #include "E2eRig.hpp"
 #include "client/AutomationClient.hpp"
@@ -131,6 +135,79 @@ TEST(KeloCli, ASessionWithOneSavedObjectAndTheExitStatusOfEachKindOfFailure) {
   EXPECT_EQ(unreachable.status, 1) << Show(unreachable);
   EXPECT_EQ(unreachable.err.rfind("kelo: cannot reach TavKeloASM at " + server.url + " (", 0), 0u)
       << unreachable.err;
+}
+
+TEST(KeloCli, TokensFromTheOptionOrTheEnvironmentAndTheAuditTrailOfTheRun) {
+  E2eRig rig;
+  rig.WriteIni(0);
+  const std::string control = "ctl-0123456789abcdef";
+  const std::string read = "view-0123456789abcdef";
+  const std::string tokens = rig.DataDir() + "/tokens";
+  test::WriteFile(tokens, "operator control " + control + "\ninspector read " + read + "\n");
+  ::chmod(tokens.c_str(), 0600);
+  E2eRig::Server server =
+      rig.StartServer({"--simulate", "--token-file", tokens, "--require-token"});
+  auto kelo = [&](std::vector<std::string> args, const std::string& envToken = "") {
+    std::vector<std::string> argv{kCliExe, "--server", server.url};
+    argv.insert(argv.end(), args.begin(), args.end());
+    Environment env = rig.Env();
+    if (!envToken.empty()) env["TAVKELO_TOKEN"] = envToken;
+    return RunToEnd(argv, env, Millis(30000));
+  };
+  struct Step {
+    std::vector<std::string> args;
+    std::string envToken;
+    int status;
+    const char* err;  // the end of the standard error
+  };
+  const Step steps[] = {
+      {{"--token", control, "call", "Init", "true", "1", "9600", "N"}, "", 0, ""},
+      {{"call", "RaiseLifts", "true", "false"}, read, 1, "the token inspector may only read\n"},
+      {{"get", "Connected"}, "", 1, "kelo: this server wants a token"},
+      {{"--token", read + "x", "readings"},
+       "",
+       1,
+       "kelo: the token is not valid for this server\n"},
+      // A read token reads the readings; an object of its own it may not create.
+      {{"readings"}, read, 0, ""},
+      {{"release"}, control, 0, ""},
+  };
+  for (const Step& s : steps) {
+    RunResult r = kelo(s.args, s.envToken);
+    EXPECT_EQ(r.status, s.status) << s.args.back() << "\n" << Show(r);
+    const std::string err = s.err;
+    EXPECT_NE(r.err.find(err), std::string::npos) << Show(r);
+  }
+  ASSERT_EQ(E2eRig::Stop(server), 0);
+
+  // One audit line for each state-changing request, named by its token.
+  std::string audit;
+  for (const auto& e : fs::directory_iterator(rig.DataDir())) {
+    if (e.path().filename().string().rfind("AUDIT_", 0) == 0) audit += test::ReadFile(e.path());
+  }
+  std::vector<std::string> seen;
+  std::string id;
+  std::istringstream lines(audit);
+  for (std::string line; std::getline(lines, line);) {
+    nlohmann::json entry = nlohmann::json::parse(line);
+    if (id.empty()) id = entry["result"].value("id", "");
+    std::string path = entry["path"].get<std::string>();
+    if (size_t at = path.find(id); !id.empty() && at != std::string::npos)
+      path.replace(at, id.size(), "{id}");
+    seen.push_back(entry["who"].get<std::string>() + " " + entry["method"].get<std::string>() +
+                   " " + path + " " + std::to_string(entry["status"].get<int>()));
+  }
+  // kelo takes its saved object with a ping, and creates one when that fails.
+  EXPECT_EQ(seen, (std::vector<std::string>{
+                      "operator POST /automation/objects 201",
+                      "operator POST /automation/objects/{id}/methods/Init 200",
+                      "inspector POST /automation/objects/{id}/ping 403",
+                      "inspector POST /automation/objects 403",
+                      "unidentified POST /automation/objects/{id}/ping 401",
+                      "unidentified POST /automation/objects 401",
+                      "operator DELETE /automation/objects/{id} 200",
+                  }))
+      << audit;
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 // TavKeloASM as a real process: a client of the generated remote interface drives the dyne behind
 // kelo-sim over a pseudo-terminal or TCP; leases release abandoned objects; one instance per
-// name; the registration switches; bad options; a clean stop on SIGTERM.
+// name; the registration switches; bad options and unsafe listeners; a clean stop on SIGTERM.
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 #include <httplib.h>
 
@@ -282,15 +284,29 @@ TEST(ServerProcess, RegistrationSwitchesInstallOrRemoveTheUserUnitAndDoNothingEl
   }
 }
 
-TEST(ServerProcess, BadOptionsEndTheServerWithAUsageStatus) {
+TEST(ServerProcess, BadOptionsAndUnsafeListenersEndTheServerWithAUsageStatus) {
   E2eRig rig;
-  for (const auto& [option, value, says] :
-       {std::tuple{"--port", "0=sim",
-                   "TavKeloASM: --port: port number must be 1 to 255, got '0'\n"},
-        std::tuple{"--listen", "5180", "TavKeloASM: --listen wants ADDR:PORT, got '5180'\n"}}) {
-    RunResult r = rig.RunServer({option, value});
-    EXPECT_EQ(r.status, 2) << says;
-    EXPECT_NE(r.err.find(says), std::string::npos) << r.err;
+  const std::string tokens = rig.DataDir() + "/tokens";
+  test::WriteFile(tokens, "station control 0123456789abcdef0123\n");
+  ::chmod(tokens.c_str(), 0644);
+  struct Case {
+    std::vector<std::string> args;
+    std::string says;
+  };
+  const Case cases[] = {
+      {{"--port", "0=sim"}, "TavKeloASM: --port: port number must be 1 to 255, got '0'\n"},
+      {{"--listen", "5180"}, "TavKeloASM: --listen wants ADDR:PORT, got '5180'\n"},
+      {{"--listen", "0.0.0.0:0"},
+       "TavKeloASM: listening on 0.0.0.0 serves the dyne's API beyond this machine: give "
+       "--token-file PATH"},
+      {{"--token-file", tokens},
+       "TavKeloASM: the token file " + tokens + " is open to other users (mode 0644)"},
+      {{"--require-token"}, "TavKeloASM: --require-token needs --token-file\n"},
+  };
+  for (const Case& c : cases) {
+    RunResult r = rig.RunServer(c.args);
+    EXPECT_EQ(r.status, 2) << c.says;
+    EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
     EXPECT_EQ(r.out.find("serving"), std::string::npos);
   }
 }

@@ -53,7 +53,7 @@ class Rig {
       client.set_read_timeout(30, 0);
       httplib::Result res = method == 0   ? client.Get(path)
                             : method == 1 ? client.Put(path, body, "application/json")
-                            : method == 2 ? client.Delete(path)
+                            : method == 2 ? client.Delete(path, body, "application/json")
                                           : client.Post(path, body, "application/json");
       return res ? res->status : 0;
     });

@@ -6,7 +6,7 @@
 
 namespace tavkelo::test {
 
-ServerRig::ServerRig() {
+ServerRig::ServerRig(SecurityOptions security) {
   VirtualTimeLoop::Options clock;
   clock.startTick = 0xFFFFFFFFu - 3000;
   loop_ = std::make_unique<VirtualTimeLoop>(clock);
@@ -22,6 +22,8 @@ ServerRig::ServerRig() {
   options.simulate = true;
   options.http.port = 0;
   options.http.threads = 8;
+  options.http.webDir = TAVKELO_WEB_DIR;
+  options.http.security = std::move(security);
   server_ = std::make_unique<ServerAssembly>(*loop_, options);
   if (server_->Result() != ServerAssembly::Outcome::Ready)
     throw std::runtime_error(server_->Error());
@@ -39,15 +41,27 @@ ServerRig::~ServerRig() {
 
 Reply ServerRig::Send(const std::string& method, const std::string& path,
                       const std::string& body) const {
+  return SendWith(method, path, body, {});
+}
+
+Reply ServerRig::SendWith(const std::string& method, const std::string& path,
+                          const std::string& body, httplib::Headers headers) const {
   httplib::Client client("127.0.0.1", server_->Server().Port());
   client.set_read_timeout(30, 0);
-  httplib::Result res = method == "GET"      ? client.Get(path)
-                        : method == "PUT"    ? client.Put(path, body, "application/json")
-                        : method == "DELETE" ? client.Delete(path)
-                                             : client.Post(path, body, "application/json");
+  std::string type = "application/json";
+  if (auto it = headers.find("Content-Type"); it != headers.end()) {
+    type = it->second;
+    headers.erase(it);
+  }
+  httplib::Result res = method == "GET"       ? client.Get(path, headers)
+                        : method == "OPTIONS" ? client.Options(path, headers)
+                        : method == "PUT"     ? client.Put(path, headers, body, type.c_str())
+                        : method == "DELETE"  ? client.Delete(path, headers, body, type.c_str())
+                                              : client.Post(path, headers, body, type.c_str());
   Reply reply;
   if (!res) return reply;
   reply.status = res->status;
+  reply.headers = res->headers;
   reply.text = res->body;
   reply.json = nlohmann::json::parse(res->body, nullptr, false);
   return reply;

@@ -28,12 +28,13 @@ struct Reply {
   int status = 0;  // 0: no answer (connection failed)
   std::string text;
   nlohmann::json json;
+  httplib::Headers headers;
   std::string Error() const { return json.is_object() ? json.value("error", std::string()) : ""; }
 };
 
 class ServerRig {
  public:
-  ServerRig();
+  explicit ServerRig(SecurityOptions security = {});
   ~ServerRig();
   ServerRig(const ServerRig&) = delete;
   ServerRig& operator=(const ServerRig&) = delete;
@@ -41,6 +42,9 @@ class ServerRig {
   // One request on a connection of its own, without pumping: for use inside Serve.
   Reply Send(const std::string& method, const std::string& path,
              const std::string& body = "") const;
+  // The same with headers of its own; a "Content-Type" among them replaces the JSON one.
+  Reply SendWith(const std::string& method, const std::string& path, const std::string& body,
+                 httplib::Headers headers) const;
   // Runs fn, which sends requests, on a thread of its own while the test thread pumps the loop.
   template <class F>
   auto Serve(F&& fn) -> decltype(fn()) {
@@ -57,6 +61,11 @@ class ServerRig {
   // Loop time in seconds (read while nothing pumps).
   double NowS() const { return static_cast<double>(loop_->NowUs()) / 1e6; }
   int LogCount(const std::string& text) const;
+  int Port() const { return server_->Server().Port(); }
+  // For reading state while nothing pumps.
+  ServerAssembly& Assembly() { return *server_; }
+  // The folder of the diagnostic and audit logs.
+  std::string LogFolder() const { return dir_.File("app/LOGS"); }
   // A new client object's path, its id checked: twenty hexadecimal digits.
   std::string NewObject(const std::string& body = "{}");
   // Init(True, 1, 9600, "N") and Connect on the object at `path`, unless it is connected.

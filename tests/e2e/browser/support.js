@@ -126,6 +126,8 @@ async function launchBrowser({ width = 1280, height = 800 } = {}) {
 
 async function api(base, method, route, body) {
   const init = { method, headers: {} };
+  // The server takes a state-changing request only with a JSON body type, a DELETE's too.
+  if (body === undefined && method !== 'GET') body = {};
   if (body !== undefined) {
     init.headers['Content-Type'] = 'application/json';
     init.body = JSON.stringify(body);

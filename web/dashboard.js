@@ -71,6 +71,7 @@
     if (text) {
       try { data = JSON.parse(text); } catch (e) { data = { text }; }
     }
+    if (res.status === 401 && path !== '/api/session') showSignIn();
     if (!res.ok) {
       const message = data && data.error ? data.error : `HTTP ${res.status}`;
       throw new HttpError(res.status, message, data);
@@ -403,6 +404,49 @@
     } catch (e) {
       state.serverInfoFresh = false;
     }
+  }
+
+  // ---------------------------------------------------------------- session
+
+  // A server that wants a token gets it once here; the session cookie it answers with (HttpOnly,
+  // so no script sees it) then goes with every request, the event stream's too.
+  function showSignIn() {
+    $('signin').hidden = false;
+  }
+
+  async function loadSession() {
+    try {
+      const s = await getJson('/api/session');
+      $('insecure').hidden = !s.insecure;
+      $('signin').hidden = !(s.tokenWanted && !s.signedIn);
+      $('who').hidden = !s.signedIn;
+      $('signout').hidden = !s.signedIn;
+      setText($('who'), s.signedIn ? `${s.name} (${s.role})` : '');
+    } catch (e) {
+      // Unreachable: the reachability banner says so.
+    }
+  }
+
+  function wireSession() {
+    $('signin').addEventListener('submit', async (event) => {
+      event.preventDefault();
+      try {
+        await request('POST', '/api/session', { token: $('token').value });
+        $('token').value = '';
+        setText($('signin-answer'), '');
+        await loadSession();
+        loadServerInfo();
+        startStream();
+      } catch (e) {
+        setText($('signin-answer'), e.message);
+      }
+    });
+    $('signout').addEventListener('click', async () => {
+      try { await request('DELETE', '/api/session', {}); } catch (e) { /* shown below */ }
+      stopStream();
+      await loadSession();
+      startPolling();
+    });
   }
 
   // ---------------------------------------------------------------- console
@@ -845,12 +889,14 @@
     watchStream();
   }
 
+  wireSession();
   wireConsole();
   wireNotices();
   wireSimulator();
   for (const el of document.querySelectorAll('[data-needs-server]')) el.disabled = true;
   state.reachable = false;
   renderLinkState();
+  loadSession();
   startStream();
   Wizard.refresh();
   loadNotices();

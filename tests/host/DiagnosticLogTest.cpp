@@ -31,7 +31,9 @@ class LogTest : public ::testing::Test {
   HostContext host;
 };
 
-TEST_F(LogTest, HeaderBlockAndStampedLinesAreExact) {
+// The header block, stamped and continued lines, an error with its description under its code,
+// and a second open on the same day (no flag family, but logging on) appending another header.
+TEST_F(LogTest, HeaderBlockStampedLinesAndErrorsAreExact) {
   dir.MakeDir("app/LOGS");
   host.log.SetLogControlValue(1);
   host.log.OpenLogFile();
@@ -41,6 +43,10 @@ TEST_F(LogTest, HeaderBlockAndStampedLinesAreExact) {
   host.log.WriteLog("~bcontinued");
   host.log.WriteLog("~Rabc");
   host.log.WriteLog("");
+  host.log.LogError(2, "Invalid Dyne Information", "clsKeloInterface: ReadDyneInformation", 0);
+  const std::string code = "142305.47-clsKeloInterface: ReadDyneInformation-ERROR-Code:2\r\n";
+  const std::string desc = std::string(10 + 37 + 6, ' ') + "-Desc:Invalid Dyne Information\r\n";
+  EXPECT_EQ(code.find("-Code:"), desc.find("-Desc:")) << "-Desc: stands under -Code:";
   std::string expected = "\r\n" + std::string(59, '-') +
                          "\r\n"
                          "Kelo Dyne Log Data - 20200622_142305\r\n"
@@ -48,33 +54,17 @@ TEST_F(LogTest, HeaderBlockAndStampedLinesAreExact) {
                          "142305.47-clsKeloInterface: AccelTorque(Not Implemented)\r\n"
                          "          continued\r\n"
                          "~Rabc\r\n"
-                         "\r\n";
+                         "\r\n" +
+                         code + desc;
   EXPECT_EQ(test::ReadFile(LogPath()), expected);
-}
+  EXPECT_TRUE(host.notices.Since(0).empty()) << "no box without option 16";
 
-TEST_F(LogTest, ASecondOpenOnTheSameDayAppendsAnotherHeader) {
-  dir.MakeDir("app/LOGS");
-  host.log.SetLogControlValue(64);  // no flag family, but logging is on
-  host.log.OpenLogFile();
+  host.log.SetLogControlValue(64);
   loop.PumpFor(3'600'000);
   host.log.OpenLogFile();
-  std::string text = test::ReadFile(LogPath());
-  EXPECT_NE(text.find("Kelo Dyne Log Data - 20200622_142305\r\n"), std::string::npos);
-  EXPECT_NE(text.find("Kelo Dyne Log Data - 20200622_152305\r\n"), std::string::npos);
+  EXPECT_EQ(test::ReadFile(LogPath()).substr(expected.size()),
+            "\r\n" + std::string(59, '-') + "\r\nKelo Dyne Log Data - 20200622_152305\r\n\r\n");
   EXPECT_FALSE(host.log.ClsCal());
-}
-
-TEST_F(LogTest, LogErrorAlignsDescUnderErrorCode) {
-  dir.MakeDir("app/LOGS");
-  host.log.SetLogControlValue(1);
-  host.log.OpenLogFile();
-  host.log.LogError(2, "Invalid Dyne Information", "clsKeloInterface: ReadDyneInformation", 0);
-  std::string text = test::ReadFile(LogPath());
-  std::string line1 = "142305.00-clsKeloInterface: ReadDyneInformation-ERROR-Code:2\r\n";
-  std::string line2 = std::string(10 + 37 + 6, ' ') + "-Desc:Invalid Dyne Information\r\n";
-  EXPECT_NE(text.find(line1 + line2), std::string::npos) << text;
-  EXPECT_EQ(line1.find("-Code:"), line2.find("-Desc:")) << "-Desc: stands under -Code:";
-  EXPECT_TRUE(host.notices.Since(0).empty()) << "no box without option 16";
 }
 
 TEST_F(LogTest, WithLoggingOffNothingIsWrittenButTheBoxIsShown) {

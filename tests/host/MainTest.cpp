@@ -60,7 +60,8 @@ TEST_F(MainTest, RawSetting63WritesAllStartUpLines) {
   EXPECT_NE(test::ReadFile(Ini()).find("ZeroFillVariableNumber=True"), std::string::npos);
 }
 
-// A first start: no log, the defaults written back, and the update tick ten seconds back.
+// A first start: no log, the defaults written back, and the update tick ten seconds back, or
+// equal to the start tick when the tick count is 10000 or less.
 TEST_F(MainTest, RawSettingZeroWritesNoLogAtAll) {
   modMain entry(host);
   ASSERT_EQ(entry.Main("", MainHooks{}), MainOutcome::Serving);
@@ -70,6 +71,14 @@ TEST_F(MainTest, RawSettingZeroWritesNoLogAtAll) {
   EXPECT_TRUE(host.ZeroFillVariableNumber);
   EXPECT_EQ(host.TestTimeStartTick, static_cast<int32_t>(loop.TickCount()));
   EXPECT_EQ(TickDiff(host.TestTimeStartTick, host.LastUpdateTick), 10000);
+  VirtualTimeLoop::Options early;
+  early.startTick = 10000;
+  VirtualTimeLoop earlyLoop(early);
+  HostOptions options = host.options;
+  options.instanceLockPath = dir.File("early.lock");
+  HostContext earlyHost(earlyLoop, options);
+  modMain(earlyHost).Main("", MainHooks{});
+  EXPECT_EQ(earlyHost.LastUpdateTick, earlyHost.TestTimeStartTick);
 }
 
 TEST_F(MainTest, ZeroFillCanBeSwitchedOff) {
@@ -77,21 +86,6 @@ TEST_F(MainTest, ZeroFillCanBeSwitchedOff) {
   modMain entry(host);
   entry.Main("", MainHooks{});
   EXPECT_FALSE(host.ZeroFillVariableNumber);
-}
-
-TEST(MainTicks, ATickCountOf10000OrLessLeavesBothEqual) {
-  test::TempDir dir;
-  VirtualTimeLoop::Options options;
-  options.startTick = 10000;
-  VirtualTimeLoop loop(options);
-  HostOptions o;
-  o.programFilePath = dir.File("TavKeloASM");
-  o.instanceLockPath = dir.File("lock");
-  o.echoNotices = false;
-  HostContext host(loop, o);
-  modMain entry(host);
-  entry.Main("", MainHooks{});
-  EXPECT_EQ(host.LastUpdateTick, host.TestTimeStartTick);
 }
 
 TEST_F(MainTest, RegistrationSwitchesEndTheStartWithNothingWritten) {

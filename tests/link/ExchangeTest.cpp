@@ -207,6 +207,40 @@ TEST_F(Exchange, SuccessfulCommandsSetTheRegulatorAndLiftFlags) {
   EXPECT_FALSE(f.ctx->store.LiftsUp);
 }
 
+// Sixteen '0'/'1' characters set the status bits (the rest of the payload is not examined) and
+// each reply is counted, back to 9 after 99999 (the over-temperature bit 13 reaches the copy only
+// once it has lasted, so it is left clear here). Any other character among them, or fewer of
+// them, is a parse error: counted, logged, asked for again, the bits left as they were.
+TEST_F(Exchange, StatusRepliesSetTheBitsOrAreParseErrors) {
+  std::string payload;
+  controller.SetResponder([&](const ReceivedFrame& r) {
+    if (r.IsAck() || r.IsNak()) return std::vector<ScriptedReply>{};
+    return std::vector<ScriptedReply>{{DataFrame(payload), 0}};
+  });
+  for (const char* good : {"1001000000010001", "1111111111111011xx"}) {
+    payload = good;
+    EXPECT_EQ(Command('D'), 0) << good;
+    for (size_t k = 0; k < 16; ++k)
+      EXPECT_EQ(f.ctx->store.StatusBitsCopy[k], good[k] == '1') << good << " bit " << k;
+  }
+  EXPECT_EQ(f.ctx->store.StatusReplyCount, 2);
+  f.ctx->store.StatusReplyCount = 99999;
+  Command('D');
+  EXPECT_EQ(f.ctx->store.StatusReplyCount, 9);
+  int errors = 0;
+  for (const char* bad : {"0000200000000000", "010000000000000", "0 00000000000000"}) {
+    payload = bad;
+    controller.Clear();
+    EXPECT_EQ(Command('D'), 8) << bad;
+    EXPECT_EQ(f.ctx->store.ParseErrorMessage, "Error Parsing Dyne Status Data") << bad;
+    EXPECT_EQ(f.ctx->store.counters.parseErrors, ++errors) << bad;
+    EXPECT_EQ(controller.Requests().size(), 3u) << bad << ": a bad payload is asked for again";
+    for (size_t k = 0; k < 16; ++k)
+      EXPECT_EQ(f.ctx->store.DyneStatusBits[k], k != 13) << bad << ": bits stay, " << k;
+  }
+  EXPECT_TRUE(f.LogContains("Parse Error: Count[1] - Error Parsing Dyne Status Data"));
+}
+
 // The test values fill three slots in order, converted: the torque through the roll factor.
 TEST_F(Exchange, TestValuesAreStoredByPosition) {
   controller.SetResponder(Healthy);

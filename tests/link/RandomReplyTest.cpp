@@ -2,7 +2,6 @@
 
 #include <random>
 
-#include "support/ReplyBytesProperties.hpp"
 #include "support/ReplyFuzzDriver.hpp"
 
 namespace tavkelo {
@@ -34,15 +33,6 @@ TEST(RandomReplies, EveryExchangeEndsWithAResultCode) {
     }
   }
   EXPECT_GT(exchanges, 800u);
-}
-
-TEST(RandomReplies, GatheringAndParsingKeepTheirPromisesInAnySplit) {
-  std::mt19937 rng(20261124);
-  for (int run = 0; run < 3000; ++run) {
-    std::uniform_int_distribution<size_t> length(0, 300);
-    std::vector<uint8_t> data = RandomReplies(rng, length(rng));
-    EXPECT_EQ(test::CheckReplyBytes(data.data(), data.size()), "") << "run " << run;
-  }
 }
 
 TEST(RandomReplies, TruncatedValidFramesEndWithAResultCode) {

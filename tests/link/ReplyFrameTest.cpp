@@ -63,28 +63,6 @@ TEST(Check, StartByteAndChecksum) {
     EXPECT_EQ(CheckDataFrame(cases[i].first.data(), cases[i].first.size()), cases[i].second) << i;
 }
 
-// Sixteen characters set sixteen bits; the rest of the payload is not examined; anything but
-// '0' and '1' among them, or fewer of them, is a parse error.
-TEST(Status, SixteenCharactersSetSixteenBits) {
-  const std::pair<const char*, const char*> good[] = {{"1001000000010001", "1001000000010001"},
-                                                      {"0100000000000001xx", "0100000000000001"}};
-  for (const auto& [payload, expected] : good) {
-    std::vector<uint8_t> frame = DataFrame(payload);
-    StatusReply r = ParseStatusReply(frame.data(), frame.size());
-    EXPECT_EQ(r.result, xr::Success) << payload;
-    std::string bits;
-    for (bool b : r.bits) bits.push_back(b ? '1' : '0');
-    EXPECT_EQ(bits, expected);
-    EXPECT_EQ(r.errorMessage, "");
-  }
-  for (const char* payload : {"0000200000000000", "010000000000000", "0 00000000000000"}) {
-    std::vector<uint8_t> frame = DataFrame(payload);
-    StatusReply r = ParseStatusReply(frame.data(), frame.size());
-    EXPECT_EQ(r.result, 8) << payload;
-    EXPECT_EQ(r.errorMessage, "Error Parsing Dyne Status Data") << payload;
-  }
-}
-
 struct VariableCase {
   const char* name;
   std::string payload;

@@ -24,7 +24,6 @@ TEST(Vocabulary, CommandNamesAndTheAcceptedSet) {
 
 TEST(Vocabulary, VariableNamesCarryTheirNumber) {
   EXPECT_EQ(DyneVariableName(0), "000-VERSION");
-  EXPECT_EQ(DyneVariableName(1), "001-ROLLDIAMETER");
   EXPECT_EQ(DyneVariableName(98), "098-15MPH_LOSSES");
   EXPECT_EQ(DyneVariableName(219), "219-??");
   EXPECT_EQ(DyneVariableName(245), "245-??");
@@ -63,11 +62,6 @@ TEST(Vocabulary, SerialEventNames) {
   EXPECT_EQ(CommEventName(2), "EvReceive (0x0002)");
   EXPECT_EQ(CommEventName(1011), "EventDCB (0x03F3)");
   EXPECT_EQ(CommEventName(5), "? (0x0005)");
-}
-
-TEST(Vocabulary, ChecksumIsWrittenAsTwoUpperCaseHexDigits) {
-  EXPECT_EQ(ChecksumText(0x0A), "0A");
-  EXPECT_EQ(ChecksumText(0xF3), "F3");
 }
 
 }  // namespace

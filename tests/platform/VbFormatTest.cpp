@@ -78,12 +78,6 @@ TEST(VbFormat, GeneralTextOfSingleAndDouble) {
   EXPECT_EQ(VbStr(4127.0), "4127");
 }
 
-TEST(VbFormat, HexIsUpperCase) {
-  EXPECT_EQ(VbHex(63), "3F");
-  EXPECT_EQ(VbHex(0), "0");
-  EXPECT_EQ(VbHex(-1), "FFFFFFFF");
-}
-
 TEST(VbFormatDate, DateAndTimeTokens) {
   double date = OleDateFromParts(2020, 6, 22, 14, 23, 5);
   EXPECT_EQ(VbFormatDate(date, "yyyy-MM-dd HH:mm:ss"), "2020-06-22 14:23:05");

@@ -65,23 +65,5 @@ TEST(SimParasitics, AStopDuringTheCoastRunsTheRemainingWindowsSleepsAndEndsAbort
   EXPECT_TRUE(rig.f.LogContains("**** Parasitics Aborted ****"));
 }
 
-TEST(SimParasitics, AStopDuringTheRunUpSwitchesTheMotorOffAndStillEnds) {
-  // During the hold (stage 5) and just before the hold's own "Motor Off" goes out (stage 6).
-  for (int16_t stage : {5, 6}) {
-    test::SimRig rig;
-    rig.Connect();
-    rig.Start(test::Parasitics);
-    ASSERT_TRUE(rig.RunUntil([&] { return rig.T().TestStage == stage; }, 60.0, 1)) << stage;
-    rig.Stop();
-    ASSERT_TRUE(rig.RunToEnd(300.0))
-        << "stage " << stage << ": the test must not wait for ever with the motor on";
-    EXPECT_EQ(rig.T().LastTestCompletionStatus, ltcs::Aborted) << stage;
-    const auto commands = rig.Commands();
-    ASSERT_GE(commands.size(), 4u) << stage;
-    EXPECT_EQ(commands[3], "K") << stage << ": the motor goes off as the stop is taken";
-    EXPECT_LT(rig.sim.SpeedMph(), 0.5) << stage;
-  }
-}
-
 }  // namespace
 }  // namespace tavkelo

@@ -28,23 +28,6 @@ TEST(SimWarmup, TheMotorRunsJustOverTheSetTimeOnceTheRollsTurn) {
   EXPECT_TRUE(rig.f.LogContains("**** Warm-Up Completed ****\r\n"));
 }
 
-TEST(SimWarmup, AStopWhileTheMotorRunsGoesStraightToPutDyneToSleep) {
-  test::SimRig rig;
-  rig.f.ctx->params.WarmupTimeSeconds = 10;
-  rig.Connect();
-  rig.Start(test::Warmup);
-  ASSERT_TRUE(rig.RunUntil([&] { return rig.T().TestStage == 3; }, 30.0));
-  rig.f.loop.PumpFor(2000);
-  const double stoppedAt = rig.Now();
-  rig.Stop();
-  ASSERT_TRUE(rig.RunToEnd(30.0));
-  EXPECT_EQ(rig.T().LastTestCompletionStatus, ltcs::Aborted);
-  EXPECT_LT(rig.FirstTime("K") - stoppedAt, 0.5) << "well before the warm-up time is up";
-  test::ExpectCommands(rig.Commands(),
-                       {"J", "0", "K", "F201=", "2", "0", "F201=", "B", "I", "S", "b"});
-  EXPECT_LT(rig.sim.SpeedMph(), 0.5);
-}
-
 TEST(SimWarmup, AMotorThatCannotTurnTheRollsShowsAbortedAfterFourMinutesAndKeepsWaiting) {
   KeloSimOptions options;
   options.physics.motorMaxForceLbf = 0.0;  // the motor runs but cannot drive the rolls

@@ -5,22 +5,18 @@
 namespace tavkelo {
 namespace {
 
-TEST(clsAverage, ANewAverageKeepsTheLastFiveValues) {
+// A new average keeps the last five values; a reset reads the previous average until the next
+// value, which then stands alone.
+TEST(clsAverage, KeepsTheLastValuesAndAResetStartsAfresh) {
   clsAverage average;
   EXPECT_EQ(average.Average(), 0.0);
   for (double v : {1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0}) average.AddValue(v);
   EXPECT_DOUBLE_EQ(average.Average(), (3.0 + 4.0 + 5.0 + 6.0 + 7.0) / 5.0);
-}
-
-TEST(clsAverage, ResetReadsThePreviousAverageUntilTheNextValue) {
-  clsAverage average;
-  for (double v : {1.0, 2.0, 3.0}) average.AddValue(v);
-  EXPECT_EQ(average.Average(), 2.0);
   average.Reset(4);
   EXPECT_EQ(average.Depth(), 4);
-  EXPECT_EQ(average.Average(), 2.0);
+  EXPECT_EQ(average.Average(), 5.0);
   average.AddValue(10.0);
-  EXPECT_EQ(average.Average(), 10.0);  // the old values are gone
+  EXPECT_EQ(average.Average(), 10.0);
 }
 
 TEST(clsAverage, ADepthBelowOneIsStoredAsGivenAndNothingIsCounted) {

@@ -37,14 +37,6 @@ void ExpectLeastSquares(const BasicVector& c, const std::vector<double>& w) {
   }
 }
 
-TEST(Calculate, IsTheWeightedLeastSquaresQuadratic) {
-  for (const std::vector<double>& w : {std::vector<double>{1, 1, 1, 1, 1}, {1, 4, 0.5, 2, 1}}) {
-    BasicVector c;
-    kFit.Calculate(BasicVector(0, kSpeeds), BasicVector(0, kTorques), BasicVector(0, w), 2, c);
-    ExpectLeastSquares(c, w);
-  }
-}
-
 struct BoundsCase {
   int32_t xLower, yLower, wLower;
   int32_t yExtra, wExtra;  // elements beyond X's length

@@ -80,21 +80,6 @@ TEST(SimPhysics, AFreeCoastTakesWindowByWindowWhatTheLossCurveAndInertiaGive) {
   }
 }
 
-TEST(SimPhysics, ACoastWithTheAsmRegulatorTakesTheTimeOfTheSetPower) {
-  SimBench bench(Options());
-  ASSERT_EQ(bench.Exchange(WriteVariable("228", "12.0 Hp")), kAck);
-  ASSERT_EQ(bench.Exchange(WriteVariable("207", "30.0 mph")), kAck);
-  ASSERT_EQ(bench.Exchange(WriteVariable("208", "20.0 mph")), kAck);
-  SpinUp(bench, 32.0);
-  ASSERT_EQ(bench.Exchange(Action('H')), kAck);
-  ASSERT_EQ(bench.Exchange(Action('4')), kAck);
-  EXPECT_EQ(bench.controller.StatusWord() & 0x8000, 0) << "the regulator switches the motor off";
-  ASSERT_TRUE(CoastBelow(bench, 19.0));
-  const double v1 = 30.0 * kFtPerMph, v2 = 20.0 * kFtPerMph;
-  const double expected = 0.5 * (kBaseLb / kG) * (v1 * v1 - v2 * v2) / (12.0 * 550.0);
-  EXPECT_NEAR(bench.Read("227"), expected, expected * 0.01);
-}
-
 // Stop watch one (window in 207 and 208, armed by 'H', read in 227) and two (234, 235, 'R', 236).
 TEST(SimPhysics, AStopWatchMeasuresTheWindowItWasGivenAndKeepsItUntilArmedAgain) {
   for (auto [from, to, arm, result] :

@@ -28,32 +28,6 @@ TEST(LoadCellStages, ExpectedTorqueFromTheCalibrationWeight) {
   EXPECT_EQ(rig.t.TestStage, 2);
 }
 
-// Connect devices: 20 to 70 ft-lb; weights: within 25 of the expected torque; removed: 25 or less.
-TEST(LoadCellStages, ContinueIsOfferedAndTakenOnlyWithinTheReadyBand) {
-  struct Case {
-    int16_t stage;
-    float torque;
-    const char* command;  // "" when not ready
-  };
-  const Case cases[] = {{9, 19.99f, ""},   {9, 20.0f, "T"},  {9, 70.0f, "T"},   {9, 70.01f, ""},
-                        {12, 87.3f, ""},   {12, 87.4f, "M"}, {12, 137.4f, "M"}, {12, 137.5f, ""},
-                        {16, 112.4f, "N"}, {14, 25.0f, "T"}, {14, 26.0f, ""}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.stage) + " at " + std::to_string(c.torque));
-    StageRig rig(1);
-    rig.OpenAt(c.stage);
-    rig.record.ExpectedTorque = 112.4f;
-    rig.store.DyneTorque = c.torque;
-    rig.Step();
-    const bool ready = *c.command != '\0';
-    EXPECT_EQ(rig.seq.Forms().LoadCellForm().lblLoadVal.BackColor(), ready ? 16711680 : 255);
-    EXPECT_EQ(rig.Press(WizardButton::Continue), ready) << "Continue is shown only when ready";
-    rig.t.WizardContinuePressed = true;
-    EXPECT_EQ(rig.Step(), c.command);
-    EXPECT_EQ(rig.t.TestStage, ready ? c.stage + 1 : c.stage);
-  }
-}
-
 // The torque held at 0.06 ft-lb, just outside the zero band, for an exact time since the mark.
 TEST(LoadCellStages, AnOffsetThatDoesNotSettleTimesOutIntoAnAbort) {
   struct Case {
@@ -105,28 +79,49 @@ TEST(WeightScaleStages, DisplaysAreSmoothedWithThreeQuartersOnTheOldValue) {
   EXPECT_EQ(rig.seq.Forms().WeightScaleForm().lblRightWSVal.Caption(), "19");
 }
 
-// Connect: from 50 lb; place weights: from half to one and a half times the nominal 440.8 lb.
-TEST(WeightScaleStages, ContinueIsOfferedOnlyWithinTheReadyBand) {
+// Continue is offered, with the reading on blue (else red), only within the ready band, and the
+// load cell's step takes it. Load cell (expected torque 112.4 ft-lb): devices connected 20 to 70;
+// weights within 25 of the expected torque; removed 25 or less. Weight scales: connected from
+// 50 lb; weights from half to one and a half times the nominal 440.8 lb.
+TEST(Stages, ContinueIsOfferedAndTakenOnlyWithinTheReadyBand) {
+  constexpr int32_t kLc = calibration::LoadCell, kWs = calibration::WeightScales;
   struct Case {
+    int32_t calibration;
     int16_t stage;
-    float display;
-    bool ready;
+    float reading;
+    const char* command;  // the load cell's on Continue, "" when not ready; "-": a ready scale
   };
-  const Case cases[] = {{6, 49.9f, false},  {6, 50.0f, true},   {10, 49.9f, false},
-                        {10, 57.0f, true},  {8, 220.3f, false}, {8, 220.4f, true},
-                        {12, 661.2f, true}, {12, 661.3f, false}};
+  const Case cases[] = {
+      {kLc, 9, 19.99f, ""},   {kLc, 9, 20.0f, "T"},   {kLc, 9, 70.0f, "T"},   {kLc, 9, 70.01f, ""},
+      {kLc, 12, 87.3f, ""},   {kLc, 12, 87.4f, "M"},  {kLc, 12, 137.4f, "M"}, {kLc, 12, 137.5f, ""},
+      {kLc, 16, 112.4f, "N"}, {kLc, 14, 25.0f, "T"},  {kLc, 14, 26.0f, ""},   {kWs, 6, 49.9f, ""},
+      {kWs, 6, 50.0f, "-"},   {kWs, 10, 49.9f, ""},   {kWs, 10, 57.0f, "-"},  {kWs, 8, 220.3f, ""},
+      {kWs, 8, 220.4f, "-"},  {kWs, 12, 661.2f, "-"}, {kWs, 12, 661.3f, ""}};
   for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.stage) + " at " + std::to_string(c.display));
-    StageRig rig(2);
+    SCOPED_TRACE(std::to_string(c.calibration) + " stage " + std::to_string(c.stage) + " at " +
+                 std::to_string(c.reading));
+    StageRig rig(c.calibration);
     rig.OpenAt(c.stage);
-    const bool left = c.stage <= 8;
-    (left ? rig.record.Left : rig.record.Right).ScaleDisplay = c.display;
-    (left ? rig.store.LeftWeight : rig.store.RightWeight) = c.display;
-    rig.Step();
-    frmWSCal& form = rig.seq.Forms().WeightScaleForm();
-    EXPECT_EQ(form.cmdContinue.Visible(), c.ready);
-    EXPECT_EQ((left ? form.lblLeftWSVal : form.lblRightWSVal).BackColor(),
-              c.ready ? 16711680 : 255);
+    const bool ready = *c.command != '\0';
+    if (c.calibration == kLc) {
+      rig.record.ExpectedTorque = 112.4f;
+      rig.store.DyneTorque = c.reading;
+      rig.Step();
+      EXPECT_EQ(rig.seq.Forms().LoadCellForm().lblLoadVal.BackColor(), ready ? 16711680 : 255);
+      EXPECT_EQ(rig.Press(WizardButton::Continue), ready) << "Continue is shown only when ready";
+      rig.t.WizardContinuePressed = true;
+      EXPECT_EQ(rig.Step(), c.command);
+      EXPECT_EQ(rig.t.TestStage, ready ? c.stage + 1 : c.stage);
+    } else {
+      const bool left = c.stage <= 8;
+      (left ? rig.record.Left : rig.record.Right).ScaleDisplay = c.reading;
+      (left ? rig.store.LeftWeight : rig.store.RightWeight) = c.reading;
+      rig.Step();
+      frmWSCal& form = rig.seq.Forms().WeightScaleForm();
+      EXPECT_EQ(form.cmdContinue.Visible(), ready);
+      EXPECT_EQ((left ? form.lblLeftWSVal : form.lblRightWSVal).BackColor(),
+                ready ? 16711680 : 255);
+    }
   }
 }
 

@@ -211,8 +211,12 @@ TEST(RequestGuard, TheDashboardsSessionCookieStandsInForTheTokenUntilSignOut) {
 }
 
 TEST(RequestGuard, TheAuditLogHasALineForEachStateChangingRequestWithWhoAndWhatCameOfIt) {
-  SecurityOptions open;  // loopback without tokens, as the station runs by default
+  SecurityOptions open;  // no tokens, as the station runs by default
+  open.insecureNoAuth = true;
   test::ServerRig rig(open);
+  EXPECT_EQ(rig.Request("GET", "/api/session").json,
+            (json{{"tokenWanted", false}, {"signedIn", false}, {"insecure", true}}))
+      << "the dashboard's banner";
   const std::string o = rig.NewObject();
   const Reply raised = rig.Request("POST", o + "/methods/RaiseLifts", R"({"args": [true, false]})");
   rig.Request("GET", o + "/properties/Connected");  // a read: not audited

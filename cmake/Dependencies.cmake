@@ -2,6 +2,7 @@
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
+pkg_check_modules(MOSQUITTO REQUIRED IMPORTED_TARGET libmosquitto)
 find_package(nlohmann_json 3 REQUIRED)
 find_package(CLI11 REQUIRED)
 if(TAVKELO_BUILD_TESTS)

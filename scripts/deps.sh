@@ -14,7 +14,7 @@ need_command() {  # need_command COMMAND PACKAGE...: the command, from wherever 
 }
 
 for p in cmake ninja-build g++ pkg-config libcpp-httplib-dev nlohmann-json3-dev libcli11-dev \
-         libgtest-dev libgmock-dev libbenchmark-dev; do
+         libmosquitto-dev libgtest-dev libgmock-dev libbenchmark-dev; do
   need_package "$p"
 done
 if [[ "${1:-}" == "--test" || "${1:-}" == "--format" ]]; then
@@ -30,6 +30,10 @@ if [[ "${1:-}" == "--test" ]]; then
   # the README's examples use socat. Node.js may come from Debian or from elsewhere with its npm.
   [[ -x /usr/bin/chromium ]] || missing+=(chromium)
   need_command socat socat
+  # The telemetry tests: a real MQTT broker and subscriber, and Prometheus's metrics checker.
+  need_package mosquitto
+  need_package mosquitto-clients
+  need_command promtool prometheus
   if ! command -v node >/dev/null 2>&1 || ! command -v npm >/dev/null 2>&1; then
     missing+=(nodejs npm)
   fi

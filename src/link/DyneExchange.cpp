@@ -41,6 +41,7 @@ int32_t DyneExchange::TransmitDyneRequest() {
   ResetDyneTransfer(true, true);
   const int32_t result = SCommPut(x_.sendBuffer.data(), x_.sendCount, true, x_.logText);
   x_.replyAwaited = result == xr::Success;
+  transmittedUs_ = ctx_.loop.NowUs();
   return result;
 }
 
@@ -174,6 +175,7 @@ std::optional<int32_t> DyneExchange::CheckKeloCmdSts() {
     }
     x_.command = ' ';
     x_.replyAwaited = false;
+    if (ctx_.onExchangeDone) ctx_.onExchangeDone(*result, ctx_.loop.NowUs() - transmittedUs_);
   }
   return result;
 }

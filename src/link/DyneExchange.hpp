@@ -63,6 +63,7 @@ class DyneExchange {
 
   KeloContext& ctx_;
   LinkTransfer x_;
+  int64_t transmittedUs_ = 0;  // the loop's clock when the request's frame first went out
 };
 
 }  // namespace tavkelo

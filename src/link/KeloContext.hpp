@@ -52,6 +52,9 @@ class KeloContext {
   CalibrationControl* calibrations = nullptr;
   // Called by the poller each time a full cycle of requests has been answered.
   std::function<void()> onPollCycle;
+  // Called when an exchange is finished: its result (0 success) and the microseconds from its
+  // request's first frame on the line to the end, resends included.
+  std::function<void(int32_t result, int64_t elapsedUs)> onExchangeDone;
   // Reloads the stored coastdown results from the INI file into `results`.
   std::function<void()> loadCoastdownResults;
 

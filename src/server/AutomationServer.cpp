@@ -14,7 +14,9 @@ AutomationServer::AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap*
       guard_(config_.security, config_.host),
       readings_(context_, config_.maxStreams),
       automation_(context_, config_.leaseSeconds),
-      console_(context_) {
+      console_(context_),
+      monitor_(engine.Context()),
+      metrics_(context_, [this](MetricsText& out) { WriteLoopMetrics(out); }) {
   readings_.Feed().SetDecorator([&engine](nlohmann::json& snapshot) {
     snapshot["wizard"] = WizardSummaryJson(engine.Calibrations().Forms());
   });
@@ -25,6 +27,17 @@ AutomationServer::AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap*
   console_.AddRoutes(http_);
   AddWizardRoutes(http_, context_);
   AddSimulatorRoutes(http_, context_);
+  metrics_.AddRoutes(http_);
+}
+
+void AutomationServer::WriteLoopMetrics(MetricsText& out) {
+  using T = MetricsText::Type;
+  monitor_.WriteMetrics(out);
+  out.Family("tavkelo_objects", "Interface objects that remote clients hold", T::Gauge);
+  out.Sample("tavkelo_objects", static_cast<double>(automation_.Objects().Count()));
+  out.Family("tavkelo_readings_streams", "Server-sent-event streams of the readings open now",
+             T::Gauge);
+  out.Sample("tavkelo_readings_streams", readings_.Streams());
 }
 
 AutomationServer::~AutomationServer() {

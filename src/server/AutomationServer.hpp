@@ -13,8 +13,10 @@
 #include "server/ApiRequest.hpp"
 #include "server/AutomationApi.hpp"
 #include "server/ConsoleRoutes.hpp"
+#include "server/MetricsRoutes.hpp"
 #include "server/ReadingsRoutes.hpp"
 #include "server/RequestGuard.hpp"
+#include "telemetry/StationMonitor.hpp"
 
 namespace tavkelo {
 
@@ -50,6 +52,9 @@ class AutomationServer {
   clsKeloInterface& Console() { return console_.Object(); }
   ObjectRegistry& Objects() { return automation_.Objects(); }
   ReadingsFeed& Feed() { return readings_.Feed(); }
+  // What a fleet sees of the station: the metrics' and telemetry's source (loop thread).
+  StationMonitor& Monitor() { return monitor_; }
+  MetricsRoutes& Metrics() { return metrics_; }
 
   // Stops accepting requests and ends the streams (loop thread). The loop must keep running
   // until ListenerDone(), because requests in progress still need it.
@@ -59,6 +64,8 @@ class AutomationServer {
   void ReleaseAll();
 
  private:
+  void WriteLoopMetrics(MetricsText& out);
+
   Config config_;
   RouteContext context_;
   httplib::Server http_;
@@ -69,6 +76,8 @@ class AutomationServer {
   ReadingsRoutes readings_;
   AutomationApi automation_;
   ConsoleRoutes console_;
+  StationMonitor monitor_;
+  MetricsRoutes metrics_;
 };
 
 }  // namespace tavkelo

@@ -20,6 +20,8 @@ class ReadingsRoutes {
   ReadingsFeed& Feed() { return feed_; }
   // Ends the streams (server stop).
   void Close() { feed_.Close(); }
+  // Streams open now (any thread).
+  int Streams() const { return streams_.load(); }
 
  private:
   RouteContext& context_;

@@ -44,6 +44,15 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
     options.http.security.auditFolder = host_->log.LogFolder();
   server_ =
       std::make_unique<AutomationServer>(loop, *engine_, ports_.get(), std::move(options.http));
+  if (!options.mqtt.url.empty()) {
+    mqtt_ = std::make_unique<MqttTelemetry>(loop, server_->Monitor(), std::move(options.mqtt));
+    if (!mqtt_->Start(error_)) {
+      outcome_ = Outcome::BadMqttOptions;
+      return;
+    }
+    server_->Metrics().AddSource(
+        [mqtt = mqtt_.get()](MetricsText& out) { mqtt->WriteMetrics(out); });
+  }
 }
 
 ServerAssembly::~ServerAssembly() = default;

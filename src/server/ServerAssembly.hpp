@@ -14,6 +14,7 @@
 #include "server/KeloEngine.hpp"
 #include "server/PortMap.hpp"
 #include "sim/KeloSimOptions.hpp"
+#include "telemetry/MqttTelemetry.hpp"
 
 namespace tavkelo {
 
@@ -29,6 +30,8 @@ struct ServerOptions {
   // "N=DEVICE" each (see PortMap::AddMapping).
   std::vector<std::string> portMappings;
   AutomationServer::Config http;
+  // Telemetry to an MQTT broker when its URL is set.
+  MqttOptions mqtt;
 };
 
 class ServerAssembly {
@@ -39,6 +42,7 @@ class ServerAssembly {
     LockUnavailable,     // the lock cannot be taken at all; Error() names the file and why
     RegistrationSwitch,  // the command line holds /REG or /UNREG
     BadPortMapping,      // Error() says which and why
+    BadMqttOptions,      // Error() says what is wrong
   };
 
   // Builds everything on the loop's thread; the parts after a refusal are not built.
@@ -54,6 +58,8 @@ class ServerAssembly {
   KeloEngine& Engine() { return *engine_; }
   PortMap& Ports() { return *ports_; }
   AutomationServer& Server() { return *server_; }
+  // nullptr without --mqtt.
+  MqttTelemetry* Mqtt() { return mqtt_.get(); }
 
   // Connects the dashboard's console to the port, as a client's Init and Connect would (loop
   // thread, top level). False when it could not connect.
@@ -78,6 +84,7 @@ class ServerAssembly {
   std::unique_ptr<modMain> entry_;
   std::unique_ptr<PortMap> ports_;
   std::unique_ptr<AutomationServer> server_;
+  std::unique_ptr<MqttTelemetry> mqtt_;  // after the server: it listens to the server's monitor
 };
 
 }  // namespace tavkelo

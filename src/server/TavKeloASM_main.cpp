@@ -80,6 +80,7 @@ int main(int argc, char** argv) {
   uint32_t simSeed = 1;
   SecurityOptions security;
   std::string tokenFile;
+  MqttOptions mqtt;
   app.add_flag("--simulate", simulate,
                "Serve every port without a --port mapping with an in-process simulated controller, "
                "and connect "
@@ -126,6 +127,24 @@ int main(int argc, char** argv) {
   app.add_flag("--insecure-no-auth", security.insecureNoAuth,
                "Listen beyond loopback without a token file: anyone who reaches the port can "
                "move the dyne");
+  app.add_option("--mqtt", mqtt.url,
+                 "Publish telemetry to this MQTT broker: mqtt://[user@]host[:port] or "
+                 "mqtts://[user@]host[:port]")
+      ->type_name("URL");
+  app.add_option("--mqtt-ca", mqtt.caFile,
+                 "CA certificate of an mqtts:// broker (default: the system's certificates)")
+      ->type_name("FILE");
+  app.add_option("--mqtt-password-file", mqtt.passwordFile,
+                 "File whose first line is the password of the URL's user")
+      ->type_name("FILE");
+  app.add_option("--mqtt-rate", mqtt.readingsHz,
+                 "Readings messages a second (at most one per poll cycle)")
+      ->type_name("HZ")
+      ->check(CLI::Range(0.1, 50.0))
+      ->capture_default_str();
+  app.add_option("--station", mqtt.station,
+                 "This station's name in the MQTT topics tavkelo/<station>/... (default: the "
+                 "host's name)");
   app.set_version_flag("--version", "TavKeloASM " + version);
   app.footer(
       "Registration: /REG installs a systemd user unit that starts this server with the other "
@@ -167,7 +186,13 @@ int main(int argc, char** argv) {
     hostOptions.instanceLockPath = SingleInstanceLock::DefaultPath("TavKeloASM." + instance);
   }
 
+  if (mqtt.station.empty()) {
+    char name[256] = {};
+    if (::gethostname(name, sizeof name - 1) == 0) mqtt.station = name;
+  }
+
   ServerOptions options;
+  options.mqtt = mqtt;
   options.host = hostOptions;
   options.commandLine = commandLine;
   options.simulate = simulate;
@@ -192,6 +217,9 @@ int main(int argc, char** argv) {
       return 5;
     case ServerAssembly::Outcome::BadPortMapping:
       std::fprintf(stderr, "TavKeloASM: --port: %s\n", server.Error().c_str());
+      return 2;
+    case ServerAssembly::Outcome::BadMqttOptions:
+      std::fprintf(stderr, "TavKeloASM: --mqtt: %s\n", server.Error().c_str());
       return 2;
   }
 

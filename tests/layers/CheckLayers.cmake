@@ -15,7 +15,8 @@ set(LAYER_MAP
   "tavkelo_automation: tavkelo_sequences tavkelo_members"
   "tavkelo_wizards: tavkelo_link"
   "tavkelo_sim: tavkelo_link"
-  "tavkelo_server: tavkelo_automation tavkelo_wizards tavkelo_sim PkgConfig::HTTPLIB nlohmann_json::nlohmann_json CLI11::CLI11"
+  "tavkelo_telemetry: tavkelo_link tavkelo_members nlohmann_json::nlohmann_json PkgConfig::MOSQUITTO"
+  "tavkelo_server: tavkelo_telemetry tavkelo_automation tavkelo_wizards tavkelo_sim PkgConfig::HTTPLIB nlohmann_json::nlohmann_json CLI11::CLI11"
   "tavkelo_client: tavkelo_members PkgConfig::HTTPLIB nlohmann_json::nlohmann_json"
   # programs
   "kelo-sim: tavkelo_sim CLI11::CLI11"
@@ -35,6 +36,7 @@ set(LAYER_MAP
   "test_sequences: tavkelo_sequences tavkelo_sim tavkelo_test_link GTest::gtest_main"
   "test_automation: tavkelo_automation tavkelo_test_interface GTest::gtest_main"
   "test_wizards: tavkelo_wizards tavkelo_test_interface GTest::gtest_main"
+  "test_telemetry: tavkelo_telemetry tavkelo_test_interface GTest::gtest_main"
   "test_server: tavkelo_server tavkelo_test_common GTest::gtest_main"
   "test_e2e: tavkelo_client tavkelo_platform tavkelo_test_common GTest::gtest_main")
 

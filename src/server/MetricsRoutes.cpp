@@ -31,11 +31,11 @@ const char* MetricsRoutes::RouteGroup(const std::string& path) {
   return "pages";
 }
 
+void MetricsRoutes::RequestArrived() {
+  requestStart = std::chrono::steady_clock::now();
+}
+
 void MetricsRoutes::AddRoutes(httplib::Server& http) {
-  http.set_pre_routing_handler([](const httplib::Request&, httplib::Response&) {
-    requestStart = std::chrono::steady_clock::now();
-    return httplib::Server::HandlerResponse::Unhandled;
-  });
   http.set_logger(
       [this](const httplib::Request& req, const httplib::Response& res) { Count(req, res); });
   http.Get("/metrics", [this](const httplib::Request&, httplib::Response& res) {

@@ -24,8 +24,11 @@ class MetricsRoutes {
   // `gather` writes the loop's part (it runs on the loop).
   MetricsRoutes(RouteContext& context, std::function<void(MetricsText&)> gather);
 
-  // The route, and the request counting on every route of the server.
+  // The route, and the request counting on every route of the server (through its logger).
   void AddRoutes(httplib::Server& http);
+  // Marks the arrival of a request on this worker thread: the start of its latency. The server's
+  // pre-routing handler calls it before the request guard, so refused requests are timed too.
+  static void RequestArrived();
   // A source of more metrics, written from the worker thread that answers (before Start).
   void AddSource(std::function<void(MetricsText&)> source) {
     sources_.push_back(std::move(source));

@@ -37,8 +37,12 @@ bool ChangesState(const std::string& method) {
 }
 
 // The pages and /api/session are open to all; the API's data and commands need a credential.
+// The API and the metrics; the pages themselves and the sign-in are served to anyone who may
+// reach the port, and a read token is enough to scrape the metrics.
 bool NeedsCredential(const std::string& path) {
-  return (StartsWith(path, "/api/") || StartsWith(path, "/automation/")) && path != "/api/session";
+  return ((StartsWith(path, "/api/") || StartsWith(path, "/automation/")) &&
+          path != "/api/session") ||
+         path == "/metrics";
 }
 
 bool IsJsonType(const std::string& contentType) {
@@ -405,9 +409,12 @@ void RequestGuard::AddSessionRoutes(httplib::Server& http) {
   });
 }
 
-void RequestGuard::Install(httplib::Server& http) {
+void RequestGuard::Install(httplib::Server& http, std::function<void()> arrived) {
   http.set_pre_routing_handler(
-      [this](const httplib::Request& req, httplib::Response& res) { return Check(req, res); });
+      [this, arrived = std::move(arrived)](const httplib::Request& req, httplib::Response& res) {
+        if (arrived) arrived();
+        return Check(req, res);
+      });
   http.set_post_routing_handler(
       [this](const httplib::Request& req, httplib::Response& res) { Audit(req, res); });
   AddSessionRoutes(http);

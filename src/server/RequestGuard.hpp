@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -61,8 +62,9 @@ class RequestGuard {
   RequestGuard& operator=(const RequestGuard&) = delete;
 
   // The checks before routing, the audit after it, and /api/session (GET: what the server wants
-  // of this client; POST {"token"}: a session cookie; DELETE: sign out).
-  void Install(httplib::Server& http);
+  // of this client; POST {"token"}: a session cookie; DELETE: sign out). `arrived` runs first
+  // for every request, refused or not (the metrics time requests from there).
+  void Install(httplib::Server& http, std::function<void()> arrived = {});
   // The port the server is reached at, once bound.
   void SetPort(int port) { port_ = port; }
 

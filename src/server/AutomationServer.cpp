@@ -20,7 +20,10 @@ AutomationServer::AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap*
   readings_.Feed().SetDecorator([&engine](nlohmann::json& snapshot) {
     snapshot["wizard"] = WizardSummaryJson(engine.Calibrations().Forms());
   });
-  guard_.Install(http_, &MetricsRoutes::RequestArrived);
+  guard_.Install(http_, &MetricsRoutes::RequestArrived,
+                 [this](const httplib::Request& req, const httplib::Response& res) {
+                   metrics_.Count(req, res);
+                 });
   AddPageRoutes(http_, context_, automation_.Objects(), config_.webDir);
   automation_.AddRoutes(http_);
   readings_.AddRoutes(http_);

@@ -36,8 +36,6 @@ void MetricsRoutes::RequestArrived() {
 }
 
 void MetricsRoutes::AddRoutes(httplib::Server& http) {
-  http.set_logger(
-      [this](const httplib::Request& req, const httplib::Response& res) { Count(req, res); });
   http.Get("/metrics", [this](const httplib::Request&, httplib::Response& res) {
     try {
       MetricsText out = context_.OnLoop(CallKind::NeverWaits, [&] {

@@ -24,8 +24,10 @@ class MetricsRoutes {
   // `gather` writes the loop's part (it runs on the loop).
   MetricsRoutes(RouteContext& context, std::function<void(MetricsText&)> gather);
 
-  // The route, and the request counting on every route of the server (through its logger).
+  // The route. The server counts every answered request through Count().
   void AddRoutes(httplib::Server& http);
+  // One answered request, by route group and status, with its latency since RequestArrived().
+  void Count(const httplib::Request& req, const httplib::Response& res);
   // Marks the arrival of a request on this worker thread: the start of its latency. The server's
   // pre-routing handler calls it before the request guard, so refused requests are timed too.
   static void RequestArrived();
@@ -37,7 +39,6 @@ class MetricsRoutes {
   static const char* RouteGroup(const std::string& path);
 
  private:
-  void Count(const httplib::Request& req, const httplib::Response& res);
   void WriteHttp(MetricsText& out) const;
 
   RouteContext& context_;

@@ -189,7 +189,9 @@ std::string StartupRefusal(const std::string& listenHost, const SecurityOptions&
 }
 
 RequestGuard::RequestGuard(SecurityOptions options, std::string listenHost)
-    : options_(std::move(options)), listenHost_(Lower(std::move(listenHost))) {
+    : options_(std::move(options)),
+      listenHost_(Lower(std::move(listenHost))),
+      limits_(options_.limits) {
   for (std::string& origin : options_.allowOrigins) origin = Lower(origin);
   for (std::string& host : options_.allowHosts) host = Lower(host);
   if (!options_.auditFolder.empty()) audit_ = std::make_unique<AuditLog>(options_.auditFolder);
@@ -271,6 +273,14 @@ httplib::Server::HandlerResponse RequestGuard::Check(const httplib::Request& req
                                                      httplib::Response& res) {
   using Handled = httplib::Server::HandlerResponse;
   current.who.clear();
+  const ClientLimits::Refusal busy =
+      limits_.Arrive(req.remote_addr, req.method == "POST" && req.path == "/automation/objects",
+                     ClientLimits::Clock::now());
+  if (busy.refused) {
+    res.set_header("Retry-After", std::to_string(busy.retryAfterSeconds));
+    Refuse(req, res, 429, busy.message);
+    return Handled::Handled;
+  }
   if (!HostAllowed(req)) {
     Refuse(req, res, 421,
            "this server is not reached as " + req.get_header_value("Host") +
@@ -409,12 +419,20 @@ void RequestGuard::AddSessionRoutes(httplib::Server& http) {
   });
 }
 
-void RequestGuard::Install(httplib::Server& http, std::function<void()> arrived) {
+void RequestGuard::Install(
+    httplib::Server& http, std::function<void()> arrived,
+    std::function<void(const httplib::Request&, const httplib::Response&)> answered) {
   http.set_pre_routing_handler(
       [this, arrived = std::move(arrived)](const httplib::Request& req, httplib::Response& res) {
         if (arrived) arrived();
         return Check(req, res);
       });
+  // The logger runs once an answer is written, an event stream's when the stream ends.
+  http.set_logger([this, answered = std::move(answered)](const httplib::Request& req,
+                                                         const httplib::Response& res) {
+    limits_.Finished();
+    if (answered) answered(req, res);
+  });
   http.set_post_routing_handler(
       [this](const httplib::Request& req, httplib::Response& res) { Audit(req, res); });
   AddSessionRoutes(http);

@@ -20,6 +20,8 @@
 
 #include <httplib.h>
 
+#include "server/ClientLimits.hpp"
+
 namespace tavkelo {
 
 class AuditLog;
@@ -43,6 +45,8 @@ struct SecurityOptions {
   bool insecureNoAuth = false;
   // The audit log's folder; empty: no audit log.
   std::string auditFolder;
+  // Requests in progress and object creations a minute, per client address (429 beyond).
+  ClientLimits::Limits limits;
 };
 
 // Reads a token file of lines "NAME ROLE TOKEN" (blank lines and # comments skipped). False with
@@ -63,8 +67,10 @@ class RequestGuard {
 
   // The checks before routing, the audit after it, and /api/session (GET: what the server wants
   // of this client; POST {"token"}: a session cookie; DELETE: sign out). `arrived` runs first
-  // for every request, refused or not (the metrics time requests from there).
-  void Install(httplib::Server& http, std::function<void()> arrived = {});
+  // for every request and `answered` last, refused or not (the metrics count requests there).
+  void Install(
+      httplib::Server& http, std::function<void()> arrived = {},
+      std::function<void(const httplib::Request&, const httplib::Response&)> answered = {});
   // The port the server is reached at, once bound.
   void SetPort(int port) { port_ = port; }
 
@@ -93,6 +99,7 @@ class RequestGuard {
   std::string listenHost_;
   std::atomic<int> port_{0};
   std::unique_ptr<AuditLog> audit_;
+  ClientLimits limits_;
   std::mutex sessionsMutex_;
   std::map<std::string, Session> sessions_;
 };

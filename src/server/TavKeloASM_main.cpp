@@ -127,6 +127,18 @@ int main(int argc, char** argv) {
   app.add_flag("--insecure-no-auth", security.insecureNoAuth,
                "Listen beyond loopback without a token file: anyone who reaches the port can "
                "move the dyne");
+  app.add_option("--max-requests-per-client", security.limits.requestsPerClient,
+                 "Requests in progress at once from one client address (event streams included); "
+                 "more are answered 429 with Retry-After (0: no limit)")
+      ->type_name("N")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  app.add_option("--max-objects-per-minute", security.limits.objectsPerMinute,
+                 "Interface objects one client address may create in any minute; more are "
+                 "answered 429 with Retry-After (0: no limit)")
+      ->type_name("N")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
   app.add_option("--mqtt", mqtt.url,
                  "Publish telemetry to this MQTT broker: mqtt://[user@]host[:port] or "
                  "mqtts://[user@]host[:port]")

@@ -135,6 +135,10 @@
     if (!state.reachable) {
       s = state.unreachable ? 'unreachable' : 'connecting';
       text = state.unreachable ? 'server unreachable' : 'connecting';
+    } else if (state.snapshot && state.snapshot.link && state.snapshot.link.reconnecting) {
+      // "link lost, reconnecting (attempt N, next in S s)", as the server words it.
+      s = 'reconnecting';
+      text = state.snapshot.link.text;
     } else if (state.snapshot && state.snapshot.connected) {
       s = 'connected';
       text = 'connected';

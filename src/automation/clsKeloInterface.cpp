@@ -46,6 +46,7 @@ clsKeloInterface::clsKeloInterface(KeloContext& ctx) : ctx_(ctx) {
     ctx_.AcquireSemaphores();
     stage = "30";
     if (ctx_.comm.PortOpen()) ctx_.comm.ClosePort();
+    ctx_.recovery.Cancel();  // the link starts over with this object
     stage = "40";
     SerialPort_ = 0;
     BaudRate_ = 0;
@@ -136,6 +137,8 @@ bool clsKeloInterface::Connect() {
       return false;
     }
     LogCall(prefix + "  ... Success");
+    // This object reconnects the link if the device goes away.
+    ctx_.recovery.Remember(this, [this] { return Connect(); });
     ctx_.polling.SetReadingsActive(true);
     ResumeDyneReadings();
     result = true;
@@ -212,6 +215,7 @@ void clsKeloInterface::LogInformationDump() {
 
 void clsKeloInterface::DisConnect() {
   LogCall("DisConnect");
+  ctx_.recovery.Forget(this);
   if (ctx_.polling.Connected()) {
     const SharedTestState& t = ctx_.test;
     if (t.CurTest != test::None || t.CurCalibration != calibration::None) {

@@ -148,6 +148,13 @@ void DynePoller::Step(int& stage) {
       break;
     case PollState::AfterReply:
       stage = 2400;
+      // While the link is being recovered the runs wait: their closing commands (regulator and
+      // motor off) must reach the dyne, so the stop asked for at the loss is carried out once the
+      // link is back.
+      if (ctx_.recovery.Reconnecting()) {
+        p.pollState = PollState::SendNext;
+        break;
+      }
       if (t.CurTest != test::None) {
         stage = t.CurTest == test::Warmup       ? 2411
                 : t.CurTest == test::Parasitics ? 2412

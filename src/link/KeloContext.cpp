@@ -11,7 +11,8 @@ KeloContext::KeloContext(HostContext& hostRef)
       comm(*this),
       exchange(*this),
       readings(*this),
-      polling(*this) {
+      polling(*this),
+      recovery(*this) {
   openPort = [this](int16_t port) { return OpenDefaultPort(loop, port); };
 }
 

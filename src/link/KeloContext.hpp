@@ -11,6 +11,7 @@
 #include "link/DyneExchange.hpp"
 #include "link/DynePoller.hpp"
 #include "link/DyneReadings.hpp"
+#include "link/LinkRecovery.hpp"
 #include "link/ReadingsStore.hpp"
 #include "link/RunControl.hpp"
 #include "link/SharedTestState.hpp"
@@ -42,6 +43,7 @@ class KeloContext {
   DyneExchange exchange;
   DyneReadings readings;
   DynePoller polling;
+  LinkRecovery recovery;
 
   // The step routines of the test sequences and calibration wizards, called by the poller after
   // each completed exchange while CurTest or CurCalibration is not 0.

@@ -98,6 +98,8 @@ void frmComm::KeloComm_OnComm(int16_t event) {
         ctx_.log.WriteLog("KeloComm_OnComm-Com_Error:" + CommEventName(event) +
                           "  Cnt:" + VbFormat(static_cast<int>(count), "##0"));
       }
+      // The device went away and took the port with it: reconnect when that is wanted.
+      if (event == comm::EventDCB && !PortOpen()) ctx_.recovery.LineLost();
       break;
     }
     default:

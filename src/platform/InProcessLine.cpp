@@ -21,9 +21,24 @@ class InProcessLine::End final : public SerialChannel {
   }
   std::string Settings() const override { return settings_; }
   bool Open() override {
+    if (unplugged_) {
+      lastError_ = "no device: " + name_;
+      return false;
+    }
     open_ = true;
     return true;
   }
+  // The device goes away: an open end closes and raises EventDCB, as a vanished device does, and
+  // it cannot be opened until the device is back.
+  void Unplug() {
+    unplugged_ = true;
+    if (!open_) return;
+    Close();
+    lastError_ = "line lost: " + name_;
+    RaiseComm(comm::EventDCB);
+  }
+  void PlugIn() { unplugged_ = false; }
+  bool Unplugged() const { return unplugged_; }
   void Close() override {
     open_ = false;
     in_.clear();
@@ -95,6 +110,7 @@ class InProcessLine::End final : public SerialChannel {
   End* peer_ = nullptr;
   std::string settings_ = "9600,N,8,1";
   bool open_ = false;
+  bool unplugged_ = false;
   std::deque<uint8_t> in_;
   std::deque<std::pair<int64_t, uint8_t>> arriving_;
   std::deque<EventLoop::ScheduleId> pending_;
@@ -153,6 +169,16 @@ SerialChannel& InProcessLine::DeviceEnd() {
 
 std::unique_ptr<SerialChannel> InProcessLine::HostPort() {
   return std::make_unique<ForwardingPort>(*host_);
+}
+
+void InProcessLine::Unplug() {
+  host_->Unplug();
+}
+void InProcessLine::PlugIn() {
+  host_->PlugIn();
+}
+bool InProcessLine::Unplugged() const {
+  return host_->Unplugged();
 }
 
 uint64_t InProcessLine::BytesToDevice() const {

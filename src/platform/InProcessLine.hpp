@@ -27,6 +27,12 @@ class InProcessLine {
   // A port object that forwards to the host end, for code that wants to own its port.
   std::unique_ptr<SerialChannel> HostPort();
 
+  // The device goes away from the host's end (an unplugged adapter, a hung-up line): the host's
+  // end closes with EventDCB and refuses to open until PlugIn().
+  void Unplug();
+  void PlugIn();
+  bool Unplugged() const;
+
   int BaudRate() const { return baudRate_; }
   // Microseconds one byte takes on the line.
   double ByteTimeUs() const { return 10.0 * 1'000'000.0 / baudRate_; }

@@ -6,7 +6,34 @@ namespace tavkelo {
 
 EventLoop::EventLoop() : owner_(std::this_thread::get_id()) {}
 
-EventLoop::~EventLoop() = default;
+EventLoop::~EventLoop() {
+  // A derived loop closes first (Wake is its own); this is for a loop that was never one.
+  Close();
+}
+
+void InvokeHandshake::Finish(std::exception_ptr error) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  error_ = std::move(error);
+  state_ = State::Done;
+  cv_.notify_all();
+}
+
+void InvokeHandshake::Drop() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (state_ == State::Pending) state_ = State::Dropped;
+  cv_.notify_all();
+}
+
+void InvokeHandshake::Wait() {
+  std::exception_ptr error;
+  {
+    std::unique_lock<std::mutex> lock(mutex_);
+    cv_.wait(lock, [this] { return state_ != State::Pending; });
+    if (state_ == State::Dropped) throw LoopCallDropped();
+    error = std::move(error_);
+  }
+  if (error) std::rethrow_exception(error);
+}
 
 uint32_t EventLoop::TickCount() const {
   // Unsigned arithmetic wraps exactly like the platform's 32-bit tick count.
@@ -20,11 +47,41 @@ double EventLoop::Timer() const {
 }
 
 void EventLoop::Post(Task task, CallKind kind) {
+  Enqueue(Posted{std::move(task), kind, nullptr});
+}
+
+void EventLoop::Enqueue(Posted posted) {
   {
     std::lock_guard<std::mutex> lock(postMutex_);
-    posted_.push_back(Posted{std::move(task), kind});
+    if (!refusing_ && !closed_) {
+      posted_.push_back(std::move(posted));
+      // Woken under the lock: once Close() has taken it, no poster touches the loop again.
+      Wake();
+      return;
+    }
   }
-  Wake();
+  // Refused: the task goes first, then its caller learns that it will not run.
+  std::shared_ptr<InvokeHandshake> waiter = std::move(posted.waiter);
+  posted.task = nullptr;
+  if (waiter) waiter->Drop();
+}
+
+void EventLoop::DropQueued(bool forGood) {
+  std::deque<Posted> dropped;
+  {
+    std::lock_guard<std::mutex> lock(postMutex_);
+    if (forGood) closed_ = true;
+    refusing_ = true;
+    dropped.swap(posted_);
+  }
+  for (Posted& p : dropped) {
+    p.task = nullptr;
+    if (p.waiter) p.waiter->Drop();
+  }
+}
+
+void EventLoop::Close() {
+  DropQueued(true);
 }
 
 bool EventLoop::HasPosted() const {
@@ -166,12 +223,17 @@ void EventLoop::Sleep(uint32_t ms) {
 }
 
 void EventLoop::Run() {
+  {
+    std::lock_guard<std::mutex> lock(postMutex_);
+    refusing_ = false;
+  }
   stop_ = false;
   while (!stop_) {
     if (RunReady()) continue;
     if (stop_) break;
     WaitForEvents(NextDueUs());
   }
+  DropQueued(false);
 }
 
 void EventLoop::Stop() {

@@ -10,18 +10,25 @@
 // also run inside another handler's wait. This keeps readers responsive during long commands and
 // rules out the deadlock in which a nested command waits for a lock held beneath it on the stack.
 //
+// Invoke hands a call from another thread to the loop and waits for it with a mutex and a condition
+// variable. A call that can no longer run (the loop was closed, or Run() returned after Stop()
+// with the call still queued) is dropped: Invoke throws LoopCallDropped instead of waiting for
+// ever, and the call's function object is destroyed without running.
+//
 // Two clocks exist: RealTimeLoop (steady clock, poll(2)) and VirtualTimeLoop (discrete-event time
 // that jumps to the next due timer when nothing is runnable).
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <exception>
 #include <functional>
-#include <future>
 #include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
@@ -31,6 +38,31 @@
 namespace tavkelo {
 
 enum class CallKind { NeverWaits, CanWait };
+
+// A call handed to the loop from another thread that will never run: the loop is closed, or it
+// stopped with the call still queued.
+class LoopCallDropped : public std::runtime_error {
+ public:
+  LoopCallDropped() : std::runtime_error("the event loop has stopped; the call was not run") {}
+};
+
+// The meeting point of a thread that waits in Invoke and the loop that runs its call.
+class InvokeHandshake {
+ public:
+  // Loop side: the call ran (error set when it threw) or will never run.
+  void Finish(std::exception_ptr error);
+  void Drop();
+  // Caller side: blocks until Finish or Drop; rethrows the call's exception, throws
+  // LoopCallDropped for a dropped call.
+  void Wait();
+
+ private:
+  enum class State { Pending, Done, Dropped };
+  std::mutex mutex_;
+  std::condition_variable cv_;
+  State state_ = State::Pending;
+  std::exception_ptr error_;
+};
 
 class EventLoop {
  public:
@@ -52,11 +84,12 @@ class EventLoop {
   double Timer() const;
 
   // ---- calls from anywhere --------------------------------------------------------------------
-  // Queues a call; safe from any thread.
+  // Queues a call; safe from any thread. On a closed loop the call is discarded.
   void Post(Task task, CallKind kind = CallKind::NeverWaits);
 
   // Runs fn on the loop and returns its result. From the loop's own thread fn runs at once; from
-  // another thread the caller blocks until the loop has run it.
+  // another thread the caller blocks until the loop has run it, or gets LoopCallDropped when the
+  // loop closes or stops first.
   template <class F>
   auto Invoke(F&& fn, CallKind kind = CallKind::NeverWaits) -> std::invoke_result_t<F&>;
 
@@ -72,17 +105,20 @@ class EventLoop {
   void Sleep(uint32_t ms);
 
   // ---- running --------------------------------------------------------------------------------
-  // Dispatches until Stop() is called.
+  // Dispatches until Stop() is called. Calls still queued when it returns are dropped, and so are
+  // calls posted until Run() is entered again.
   void Run();
+  // Drops every queued call and every later one for good. Derived loops close in their destructor.
+  void Close();
   // Ends Run(); safe from any thread and from signal-forwarding code.
   void Stop();
   bool StopRequested() const { return stop_.load(); }
   // True when no handler of this loop is on the stack.
   bool AtTopLevel() const { return depth_ == 0; }
   int Depth() const { return depth_; }
-  bool IsLoopThread() const { return std::this_thread::get_id() == owner_; }
+  bool IsLoopThread() const { return std::this_thread::get_id() == owner_.load(); }
   // Makes the calling thread the loop's owner (for a loop built on one thread and run on another).
-  void AdoptCurrentThread() { owner_ = std::this_thread::get_id(); }
+  void AdoptCurrentThread() { owner_.store(std::this_thread::get_id()); }
 
   // ---- scheduled calls ------------------------------------------------------------------------
   using ScheduleId = uint64_t;
@@ -125,7 +161,12 @@ class EventLoop {
   struct Posted {
     Task task;
     CallKind kind;
+    std::shared_ptr<InvokeHandshake> waiter;  // the caller of Invoke, told when it is dropped
   };
+  void Enqueue(Posted posted);
+  // Drops what is queued; `forGood` also refuses every later call (Close), otherwise until the
+  // next Run().
+  void DropQueued(bool forGood);
   struct Scheduled {
     ScheduleId id;
     Task fn;
@@ -136,12 +177,14 @@ class EventLoop {
   template <class Fn>
   void Dispatch(Fn&& fn);
 
-  std::thread::id owner_;
+  std::atomic<std::thread::id> owner_;
   int depth_ = 0;
   std::atomic<bool> stop_{false};
 
   mutable std::mutex postMutex_;
   std::deque<Posted> posted_;
+  bool refusing_ = false;  // under postMutex_
+  bool closed_ = false;    // under postMutex_
 
   ScheduleId nextScheduleId_ = 1;
   std::map<std::pair<int64_t, ScheduleId>, Task> schedule_;
@@ -154,11 +197,29 @@ class EventLoop {
 template <class F>
 auto EventLoop::Invoke(F&& fn, CallKind kind) -> std::invoke_result_t<F&> {
   using R = std::invoke_result_t<F&>;
+  static_assert(!std::is_reference_v<R>, "Invoke returns values");
   if (IsLoopThread()) return fn();
-  auto task = std::make_shared<std::packaged_task<R()>>(std::forward<F>(fn));
-  std::future<R> result = task->get_future();
-  Post([task] { (*task)(); }, kind);
-  return result.get();
+  auto handshake = std::make_shared<InvokeHandshake>();
+  // The result lives with the caller, which waits until the loop has written it or dropped the
+  // call; the handshake's mutex orders the write before the read.
+  std::conditional_t<std::is_void_v<R>, bool, std::optional<R>> result{};
+  Task task = [&result, handshake, call = std::forward<F>(fn)]() mutable {
+    std::exception_ptr error;
+    try {
+      if constexpr (std::is_void_v<R>) {
+        call();
+      } else {
+        result.emplace(call());
+      }
+    } catch (...) {
+      error = std::current_exception();
+    }
+    // Out of the catch block: the loop holds no reference to the exception any more.
+    handshake->Finish(std::move(error));
+  };
+  Enqueue(Posted{std::move(task), kind, handshake});
+  handshake->Wait();
+  if constexpr (!std::is_void_v<R>) return std::move(*result);
 }
 
 }  // namespace tavkelo

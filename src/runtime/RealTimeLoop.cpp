@@ -32,6 +32,7 @@ RealTimeLoop::RealTimeLoop() {
 }
 
 RealTimeLoop::~RealTimeLoop() {
+  Close();
   if (wakeFd_ >= 0) ::close(wakeFd_);
 }
 

@@ -9,7 +9,9 @@ namespace tavkelo {
 
 VirtualTimeLoop::VirtualTimeLoop() : VirtualTimeLoop(Options{}) {}
 VirtualTimeLoop::VirtualTimeLoop(Options options) : options_(options) {}
-VirtualTimeLoop::~VirtualTimeLoop() = default;
+VirtualTimeLoop::~VirtualTimeLoop() {
+  Close();
+}
 
 double VirtualTimeLoop::Now() const {
   return options_.startDate + static_cast<double>(nowUs_) / 86'400'000'000.0;

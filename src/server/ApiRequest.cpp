@@ -1,6 +1,5 @@
 #include "server/ApiRequest.hpp"
 
-#include <future>
 #include <limits>
 
 namespace tavkelo {
@@ -75,7 +74,7 @@ void Answer(httplib::Response& res, const std::function<std::pair<int, nlohmann:
     std::tie(status, body) = fn();
   } catch (const ApiError& e) {
     return AnswerError(res, e.Status(), e.what());
-  } catch (const std::future_error&) {
+  } catch (const LoopCallDropped&) {
     return AnswerError(res, 503, "the server is stopping");
   } catch (const std::exception& e) {
     return AnswerError(res, 500, std::string("internal error: ") + e.what());

@@ -64,7 +64,8 @@ class RouteContext {
 
   // Runs fn on the loop and returns what it returns (or throws what it throws). A call that can
   // wait runs at the loop's top level, one at a time; the others also inside another call's
-  // wait. ApiError(503) once the server is stopping.
+  // wait. ApiError(503) once the server is stopping; LoopCallDropped (answered as 503) when the
+  // loop stopped before it could run the call.
   template <class F>
   auto OnLoop(CallKind kind, F&& fn) -> std::invoke_result_t<F&> {
     if (stopping_) throw ApiError(503, "the server is stopping");

@@ -48,6 +48,8 @@ void MetricsRoutes::AddRoutes(httplib::Server& http) {
       res.set_content(out.Text(), "text/plain; version=0.0.4; charset=utf-8");
     } catch (const ApiError& e) {
       AnswerError(res, e.Status(), e.what());
+    } catch (const LoopCallDropped&) {
+      AnswerError(res, 503, "the server is stopping");
     }
   });
 }

@@ -101,6 +101,13 @@ nlohmann::json ReadingsFeed::Snapshot() const {
         {"calibration", t.CurCalibration}}},
       {"notices", ctx_.host.notices.LastSequence()},
       {"simulated", ports_ != nullptr && ports_->AnySimulated()},
+      {"link",
+       {{"reconnecting", ctx_.recovery.Reconnecting()},
+        {"attempt", ctx_.recovery.Attempt()},
+        {"nextInS", ctx_.recovery.NextInSeconds()},
+        {"text", ctx_.recovery.StatusText()},
+        {"reconnectAttempts", ctx_.recovery.Attempts()},
+        {"restored", ctx_.recovery.Restored()}}},
   };
   if (decorate_) decorate_(snapshot);
   return snapshot;

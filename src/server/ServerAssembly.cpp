@@ -37,6 +37,7 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
     }
   }
   engine_->Context().openPort = [ports = ports_.get()](int16_t port) { return ports->Open(port); };
+  engine_->Context().recovery.SetEnabled(options.reconnect);
   // Names left by a process that died are stale, but only the holder of the lock may say so.
   RemoveSemaphoreNames();
   // The audit trail lies beside the diagnostic log.

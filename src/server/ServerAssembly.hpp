@@ -26,6 +26,8 @@ struct ServerOptions {
   std::string commandLine;
   // Every port without a mapping is an in-process simulated controller.
   bool simulate = false;
+  // Reopen the port and connect again when the device goes away (off: --no-reconnect).
+  bool reconnect = true;
   KeloSimOptions sim;
   // "N=DEVICE" each (see PortMap::AddMapping).
   std::vector<std::string> portMappings;

@@ -78,6 +78,7 @@ int main(int argc, char** argv) {
   int connectPort = -1;
   std::string instance;
   uint32_t simSeed = 1;
+  bool noReconnect = false;
   SecurityOptions security;
   std::string tokenFile;
   MqttOptions mqtt;
@@ -85,6 +86,9 @@ int main(int argc, char** argv) {
                "Serve every port without a --port mapping with an in-process simulated controller, "
                "and connect "
                "the dashboard's console to port 1");
+  app.add_flag("--no-reconnect", noReconnect,
+               "When the device goes away, leave the port closed until a client calls Connect "
+               "(by default the server reopens it after 1, 2, 4 ... 30 s and connects again)");
   app.add_option("--port", portMappings,
                  "Map a port number to a device: N=/dev/ttyUSB0, N=socket://host:port or N=sim "
                  "(repeatable). "
@@ -208,6 +212,7 @@ int main(int argc, char** argv) {
   options.host = hostOptions;
   options.commandLine = commandLine;
   options.simulate = simulate;
+  options.reconnect = !noReconnect;
   options.sim.faults.seed = simSeed;
   options.portMappings = portMappings;
   options.http.host = host;

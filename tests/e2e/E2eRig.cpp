@@ -75,9 +75,13 @@ int E2eRig::LogCount(const std::string& text) const {
   return count;
 }
 
-std::string E2eRig::StartSim(bool tcp) {
+void E2eRig::KillSims() {
+  sims_.clear();
+}
+
+std::string E2eRig::StartSim(bool tcp, const std::string& tcpAddress) {
   std::vector<std::string> argv{TAVKELO_E2E_SIM_EXE, "--no-stdin"};
-  if (tcp) argv.insert(argv.end(), {"--tcp", "127.0.0.1:0"});
+  if (tcp) argv.insert(argv.end(), {"--tcp", tcpAddress});
   auto sim = std::make_unique<ChildProcess>(argv, Env());
   std::optional<std::string> line = sim->WaitForLine("kelo-sim: serving on ", kTimeout);
   if (!line) throw std::runtime_error("kelo-sim did not start: " + Describe(*sim));

@@ -46,7 +46,9 @@ class E2eRig {
 
   // kelo-sim on a new pseudo-terminal (its device path) or on a TCP port of loopback
   // ("socket://127.0.0.1:PORT"); the simulator is kept until the rig ends.
-  std::string StartSim(bool tcp);
+  std::string StartSim(bool tcp, const std::string& tcpAddress = "127.0.0.1:0");
+  // Kills (SIGKILL) every simulator started so far and reaps it.
+  void KillSims();
 
   // TavKeloASM with --instance, --listen 127.0.0.1:0, --ini and the arguments, once it prints
   // where it serves ("http://127.0.0.1:PORT").

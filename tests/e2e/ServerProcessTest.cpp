@@ -10,6 +10,8 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <functional>
+#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -309,6 +311,72 @@ TEST(ServerProcess, BadOptionsAndUnsafeListenersEndTheServerWithAUsageStatus) {
     EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
     EXPECT_EQ(r.out.find("serving"), std::string::npos);
   }
+}
+
+}  // namespace
+}  // namespace tavkelo::e2e
+
+namespace tavkelo::e2e {
+namespace {
+
+// The readings answer of a server process, polled in real time until `done` holds (a bound that
+// only stops a broken run from hanging).
+nlohmann::json ReadingsUntil(const std::string& url,
+                             const std::function<bool(const nlohmann::json&)>& done) {
+  AutomationClient client(url);
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(40);
+  nlohmann::json readings;
+  while (std::chrono::steady_clock::now() < until) {
+    readings = client.Request("GET", "/api/readings");
+    if (done(readings)) return readings;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  return readings;
+}
+
+TEST(ServerProcess, TheServerReconnectsByItselfWhenKeloSimIsKilledAndStartedAgain) {
+  E2eRig rig;
+  rig.WriteIni(1);
+  const std::string device = rig.StartSim(true);
+  const std::string address = device.substr(std::string("socket://").size());
+  E2eRig::Server server = rig.StartServer({"--port", "1=" + device, "--lease", "600"});
+  {
+    AutomationClient client(server.url);
+    RemoteKeloInterface k(client);
+    k.Init(true, 1, 9600, "N");
+    ASSERT_TRUE(k.Connect()) << rig.LogText();
+    k.Abandon();  // the object stays connected; no client calls Connect again
+  }
+  ASSERT_GT(ReadingsUntil(server.url,
+                          [](const nlohmann::json& r) {
+                            return r["counters"]["statusReplies"].get<int64_t>() > 0;
+                          })["counters"]["statusReplies"]
+                .get<int64_t>(),
+            0);
+
+  rig.KillSims();
+  nlohmann::json lost = ReadingsUntil(
+      server.url, [](const nlohmann::json& r) { return r["link"]["reconnecting"] == true; });
+  ASSERT_EQ(lost["link"]["reconnecting"], true) << lost.dump();
+  static const std::regex text(R"(^link lost, reconnecting \(attempt \d+, next in \d+ s\)$)");
+  EXPECT_TRUE(std::regex_match(lost["link"]["text"].get<std::string>(), text)) << lost.dump();
+  EXPECT_GE(lost["counters"]["commEvents"], 1);
+
+  rig.StartSim(true, address);
+  nlohmann::json back = ReadingsUntil(server.url, [&](const nlohmann::json& r) {
+    return r["link"]["reconnecting"] == false && r["link"]["restored"] == 1;
+  });
+  EXPECT_EQ(back["link"]["reconnecting"], false) << back.dump();
+  EXPECT_EQ(back["link"]["restored"], 1) << back.dump();
+  EXPECT_EQ(back["connected"], true);
+  // Polling resumed: the status replies go on counting.
+  const int64_t repliesBack = back["counters"]["statusReplies"];
+  nlohmann::json polling = ReadingsUntil(server.url, [&](const nlohmann::json& r) {
+    return r["counters"]["statusReplies"].get<int64_t>() > repliesBack + 1;
+  });
+  EXPECT_GT(polling["counters"]["statusReplies"].get<int64_t>(), repliesBack + 1);
+  EXPECT_EQ(rig.LogCount("LinkRecovery - link restored at attempt "), 1) << rig.LogText();
+  ASSERT_EQ(E2eRig::Stop(server), 0) << Describe(*server.process);
 }
 
 }  // namespace

@@ -35,8 +35,7 @@ ScheduleConfig ScheduleConfig::Load(const ProfileEnvironment& profile) {
   c.parasiticsDays = days("ParasiticsDays", c.parasiticsDays);
   c.loadCellDays = days("LoadCellDays", c.loadCellDays);
   c.weightScalesDays = days("WeightScalesDays", c.weightScalesDays);
-  c.coastdownTolerancePercent =
-      days("CoastdownTolerancePercent", c.coastdownTolerancePercent);
+  c.coastdownTolerancePercent = days("CoastdownTolerancePercent", c.coastdownTolerancePercent);
   c.lockOutWhenOverdue = ini.GetBoolean(kSection, "LockOutWhenOverdue", false);
   return c;
 }
@@ -58,7 +57,8 @@ std::vector<ScheduleItem> CalibrationSchedule::Items(double now) {
       // A coastdown that failed after the last passing parasitics check calls for one now.
       const std::optional<double> failed = store_.LastFailure("coastdown");
       const std::optional<double> passed = store_.LastPass("coastdown");
-      if (failed && (!passed || *failed > *passed) && (!item.lastPass || *failed > *item.lastPass)) {
+      if (failed && (!passed || *failed > *passed) &&
+          (!item.lastPass || *failed > *item.lastPass)) {
         item.due = item.due ? std::min(*item.due, *failed) : *failed;
         item.note = "a coastdown failed at " + UtcText(*failed);
       }
@@ -81,13 +81,13 @@ nlohmann::json CalibrationSchedule::Json(double now) {
   nlohmann::json items = nlohmann::json::array();
   bool overdue = false;
   for (const ScheduleItem& item : Items(now)) {
-    nlohmann::json j = {{"kind", item.kind},
-                        {"intervalDays", item.intervalDays},
-                        {"state", item.state},
-                        {"lastPass", item.lastPass ? nlohmann::json(UtcText(*item.lastPass))
-                                                   : nlohmann::json(nullptr)},
-                        {"due", item.due ? nlohmann::json(UtcText(*item.due))
-                                         : nlohmann::json(nullptr)}};
+    nlohmann::json j = {
+        {"kind", item.kind},
+        {"intervalDays", item.intervalDays},
+        {"state", item.state},
+        {"lastPass",
+         item.lastPass ? nlohmann::json(UtcText(*item.lastPass)) : nlohmann::json(nullptr)},
+        {"due", item.due ? nlohmann::json(UtcText(*item.due)) : nlohmann::json(nullptr)}};
     if (item.due) j["secondsToDue"] = *item.due - now;
     if (!item.note.empty()) j["note"] = item.note;
     overdue = overdue || item.state == "overdue" || item.state == "never_run";
@@ -114,7 +114,9 @@ std::string CalibrationSchedule::LockOutReason(double now) {
 }
 
 void CalibrationSchedule::Install(KeloContext& ctx) {
-  ctx.startRefusal = [this, &ctx](int16_t) { return LockOutReason(LocalOleToUnix(ctx.loop.Now())); };
+  ctx.startRefusal = [this, &ctx](int16_t) {
+    return LockOutReason(LocalOleToUnix(ctx.loop.Now()));
+  };
 }
 
 void CalibrationSchedule::Uninstall(KeloContext& ctx) {

@@ -370,8 +370,9 @@ std::optional<nlohmann::json> HistoryStore::Get(int64_t id) {
 std::optional<std::vector<TraceSample>> HistoryStore::Trace(int64_t id) {
   std::lock_guard<std::mutex> lock(readMutex_);
   if (read_ == nullptr) return std::nullopt;
-  Stmt st(read_, "SELECT runs.id, traces.data FROM runs LEFT JOIN traces ON traces.run_id=runs.id "
-                 "WHERE runs.id=?");
+  Stmt st(read_,
+          "SELECT runs.id, traces.data FROM runs LEFT JOIN traces ON traces.run_id=runs.id "
+          "WHERE runs.id=?");
   st.Bind(1, id);
   if (!st.Step()) return std::nullopt;
   const void* data = sqlite3_column_blob(st.get(), 1);

@@ -22,8 +22,7 @@ class RunObserver {
   // After each step of the running test or calibration; `stage` is its stage now.
   virtual void RunSample(int16_t stage) = 0;
   // The run ended; `reason` says why an aborted run stopped ("" when completed).
-  virtual void RunFinished(bool completed, const std::string& reason,
-                           const RunValues& results) = 0;
+  virtual void RunFinished(bool completed, const std::string& reason, const RunValues& results) = 0;
 
  protected:
   ~RunObserver() = default;

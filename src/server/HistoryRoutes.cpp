@@ -10,9 +10,9 @@ namespace tavkelo {
 
 namespace {
 
-const std::set<std::string> kKinds = {"warmup",   "parasitics",         "coastdown",
-                                      "constant_target", "asm",   "vehicle_simulation",
-                                      "load_cell", "weight_scales"};
+const std::set<std::string> kKinds = {"warmup",          "parasitics",   "coastdown",
+                                      "constant_target", "asm",          "vehicle_simulation",
+                                      "load_cell",       "weight_scales"};
 const std::set<std::string> kStatuses = {"in_progress", "completed", "aborted", "interrupted"};
 
 std::string Number(double v) {
@@ -45,11 +45,10 @@ std::string CsvValue(const nlohmann::json& v) {
   return CsvField(out);
 }
 
-const char* const kRunColumns[] = {"id",        "kind",      "status",     "reason",
-                                   "startUtc",  "endUtc",    "startLocal", "endLocal",
-                                   "passed",    "samples",   "firmware",   "rollDiameter",
-                                   "baseInertia", "source",  "parameters", "results",
-                                   "linkCounters"};
+const char* const kRunColumns[] = {
+    "id",          "kind",     "status",     "reason",  "startUtc",    "endUtc",
+    "startLocal",  "endLocal", "passed",     "samples", "firmware",    "rollDiameter",
+    "baseInertia", "source",   "parameters", "results", "linkCounters"};
 
 std::string Cursor(const nlohmann::json& row) {
   char text[80];
@@ -74,8 +73,8 @@ std::optional<double> HistoryRoutes::ParseTime(const std::string& text) {
   struct tm t {};
   int n = 0;
   char zone = 0;
-  const int fields = std::sscanf(text.c_str(), "%4d-%2d-%2d%n", &t.tm_year, &t.tm_mon, &t.tm_mday,
-                                 &n);
+  const int fields =
+      std::sscanf(text.c_str(), "%4d-%2d-%2d%n", &t.tm_year, &t.tm_mon, &t.tm_mday, &n);
   if (fields != 3 || n != 10) return std::nullopt;
   if (text.size() > 10) {
     int m = 0;
@@ -96,8 +95,9 @@ RunFilter HistoryRoutes::ParseFilter(const httplib::Request& req, int defaultLim
   RunFilter f;
   f.kind = req.get_param_value("kind");
   if (!f.kind.empty() && kKinds.count(f.kind) == 0)
-    throw ApiError(400, "kind must be one of warmup, parasitics, coastdown, constant_target, asm, "
-                        "vehicle_simulation, load_cell, weight_scales");
+    throw ApiError(400,
+                   "kind must be one of warmup, parasitics, coastdown, constant_target, asm, "
+                   "vehicle_simulation, load_cell, weight_scales");
   f.status = req.get_param_value("status");
   if (!f.status.empty() && kStatuses.count(f.status) == 0)
     throw ApiError(400, "status must be one of in_progress, completed, aborted, interrupted");
@@ -170,19 +170,20 @@ void HistoryRoutes::AddRoutes(httplib::Server& http) {
     });
   });
 
-  http.Get(R"(/api/history/(\d{1,18}))", [this](const httplib::Request& req,
-                                                httplib::Response& res) {
-    Answer(res, [&] {
-      HistoryStore& store = Store();
-      store.Flush();
-      const std::optional<nlohmann::json> row = store.Get(std::stoll(req.matches[1]));
-      if (!row) throw ApiError(404, "no run " + std::string(req.matches[1]) + " in the history");
-      return std::make_pair(200, *row);
-    });
-  });
+  http.Get(R"(/api/history/(\d{1,18}))",
+           [this](const httplib::Request& req, httplib::Response& res) {
+             Answer(res, [&] {
+               HistoryStore& store = Store();
+               store.Flush();
+               const std::optional<nlohmann::json> row = store.Get(std::stoll(req.matches[1]));
+               if (!row)
+                 throw ApiError(404, "no run " + std::string(req.matches[1]) + " in the history");
+               return std::make_pair(200, *row);
+             });
+           });
 
   http.Get(R"(/api/history/(\d{1,18})/trace(\.csv)?)", [this](const httplib::Request& req,
-                                                            httplib::Response& res) {
+                                                              httplib::Response& res) {
     Answer(res, [&] {
       HistoryStore& store = Store();
       store.Flush();

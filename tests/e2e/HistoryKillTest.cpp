@@ -55,6 +55,19 @@ TEST(HistoryKill, ARunInProgressWhenTheServerIsKilledIsInterruptedAndTheFileIsIn
   const nlohmann::json list = AutomationClient(server.url).Request("GET", "/api/history");
   ASSERT_GE(list["runs"].size(), 1u);
   for (const nlohmann::json& run : list["runs"]) EXPECT_EQ(run["status"], "interrupted");
+  // The same through kelo.
+  const RunResult csv = rig.Kelo(server.url, {"history", "--csv", "--kind", "warmup"});
+  ASSERT_EQ(csv.status, 0) << csv.err;
+  EXPECT_TRUE(csv.out.starts_with("id,kind,status,startUtc,endUtc,passed,samples,reason\n"))
+      << csv.out;
+  EXPECT_NE(csv.out.find(",warmup,interrupted,"), std::string::npos) << csv.out;
+  const std::string first = std::to_string(list["runs"][0]["id"].get<int64_t>());
+  const RunResult show = rig.Kelo(server.url, {"history", "show", first});
+  EXPECT_NE(show.out.find("\"the server stopped during the run\""), std::string::npos) << show.out;
+  EXPECT_EQ(rig.Kelo(server.url, {"history", "show", "999"}).status, 1);
+  const RunResult schedule = rig.Kelo(server.url, {"schedule"});
+  EXPECT_EQ(schedule.status, 0) << schedule.err;
+  EXPECT_NE(schedule.out.find("coastdown       never_run"), std::string::npos) << schedule.out;
   EXPECT_EQ(E2eRig::Stop(server), 0);
   EXPECT_EQ(Sqlite(file, "PRAGMA integrity_check"), "ok");
   EXPECT_EQ(Sqlite(file, "PRAGMA user_version"), "1");

@@ -14,7 +14,8 @@ need_command() {  # need_command COMMAND PACKAGE...: the command, from wherever 
 }
 
 for p in cmake ninja-build g++ pkg-config libcpp-httplib-dev nlohmann-json3-dev libcli11-dev \
-         libmosquitto-dev libgtest-dev libgmock-dev libbenchmark-dev; do
+         libmosquitto-dev libsqlite3-dev libjs-chart.js libgtest-dev libgmock-dev \
+         libbenchmark-dev; do
   need_package "$p"
 done
 if [[ "${1:-}" == "--test" || "${1:-}" == "--format" ]]; then
@@ -34,6 +35,8 @@ if [[ "${1:-}" == "--test" ]]; then
   need_package mosquitto
   need_package mosquitto-clients
   need_command promtool prometheus
+  # The history's kill test checks the file with the sqlite3 shell.
+  need_command sqlite3 sqlite3
   if ! command -v node >/dev/null 2>&1 || ! command -v npm >/dev/null 2>&1; then
     missing+=(nodejs npm)
   fi

@@ -886,6 +886,44 @@
     return { hint, refresh };
   })();
 
+  // ---------------------------------------------------------------- calibration schedule
+
+  const SCHEDULE_POLL_MS = 30000;
+  const CHECK_NAMES = { coastdown: 'Coastdown', parasitics: 'Parasitic loss',
+                        load_cell: 'Load-cell calibration', weight_scales: 'Weight-scale calibration' };
+  const STATE_TEXT = { ok: 'ok', due: 'due within 24 h', overdue: 'overdue', never_run: 'never run' };
+
+  async function loadSchedule() {
+    let answer;
+    try {
+      const res = await fetch('/api/schedule');
+      if (!res.ok) return;
+      answer = await res.json();
+    } catch (e) {
+      return;
+    }
+    const rows = $('schedule-rows');
+    rows.textContent = '';
+    const late = [];
+    for (const item of answer.items) {
+      const tr = document.createElement('tr');
+      tr.dataset.kind = item.kind;
+      tr.dataset.state = item.state;
+      const when = (t) => (t ? new Date(t).toLocaleString() : '\u2013');
+      for (const text of [CHECK_NAMES[item.kind] || item.kind, when(item.lastPass), when(item.due),
+                          STATE_TEXT[item.state] || item.state]) {
+        const td = document.createElement('td');
+        td.textContent = text;
+        tr.appendChild(td);
+      }
+      if (item.note) tr.title = item.note;
+      rows.appendChild(tr);
+      if (item.state === 'overdue') late.push(CHECK_NAMES[item.kind] || item.kind);
+    }
+    $('overdue-list').textContent = late.join(', ');
+    $('overdue').hidden = late.length === 0;
+  }
+
   // ---------------------------------------------------------------- start
 
   function tick() {
@@ -904,6 +942,8 @@
   startStream();
   Wizard.refresh();
   loadNotices();
+  loadSchedule();
+  setInterval(loadSchedule, SCHEDULE_POLL_MS);
   setInterval(tick, 500);
   setInterval(loadNotices, NOTICE_POLL_MS);
   setInterval(() => { if (state.simulated && !document.hidden) loadSimState(); }, SIM_POLL_MS);

@@ -3,6 +3,7 @@
 //   kelo get PrimarySpeedMPH            kelo call RaiseLifts true false
 //   kelo put AutoUpdateEnabled false    kelo watch
 //   kelo typelib [NAME]                 kelo sim weights 3
+//   kelo history [--kind K] [--csv]     kelo history show ID      kelo schedule
 //
 // Members act on this user's object on the server, created at first use and kept (with a long
 // lease) for the following commands; `kelo release` gives it back.
@@ -195,6 +196,19 @@ int main(int argc, char** argv) {
   sim->add_option("command", words)->required();
   auto* readings = app.add_subcommand("readings", "One snapshot of the readings store as JSON");
   auto* release = app.add_subcommand("release", "Release your object on the server");
+  auto* history = app.add_subcommand(
+      "history", "The runs in the station's history, newest first (kelo history show ID: one run)");
+  std::string kind, status, since, until;
+  int limit = 50;
+  bool csv = false;
+  history->add_option("show", words, "show ID: one run with its parameters and results");
+  history->add_option("--kind", kind, "coastdown, parasitics, warmup, load_cell, ...");
+  history->add_option("--status", status, "completed, aborted, interrupted or in_progress");
+  history->add_option("--since", since, "2026-11-25, 2026-11-25T13:00:00Z or unix seconds");
+  history->add_option("--until", until, "the same");
+  history->add_option("--limit", limit, "Runs at most")->capture_default_str();
+  history->add_flag("--csv", csv, "As CSV");
+  auto* schedule = app.add_subcommand("schedule", "The calibration schedule and its states");
   app.footer("Exit status: 0 done, 1 refused or unreachable, 2 usage.");
   try {
     app.parse(argc, argv);
@@ -225,6 +239,55 @@ int main(int argc, char** argv) {
     }
     if (*readings) {
       std::cout << client.Readings().dump(2) << "\n";
+      return 0;
+    }
+    if (*history) {
+      if (!words.empty()) {
+        if (words.size() != 2 || words[0] != "show") {
+          std::cerr << "kelo: history show ID\n";
+          return 2;
+        }
+        std::cout << client.Request("GET", "/api/history/" + words[1]).dump(2) << "\n";
+        return 0;
+      }
+      std::string query = "?limit=" + std::to_string(limit);
+      for (const auto& [key, v] : {std::pair{"kind", kind}, std::pair{"status", status},
+                                   std::pair{"since", since}, std::pair{"until", until}}) {
+        if (!v.empty()) query += std::string("&") + key + "=" + v;
+      }
+      const nlohmann::json list = client.Request("GET", "/api/history" + query);
+      if (csv) std::cout << "id,kind,status,startUtc,endUtc,passed,samples,reason\n";
+      for (const nlohmann::json& run : list["runs"]) {
+        const std::string end = run["endUtc"].is_string() ? run["endUtc"].get<std::string>() : "";
+        if (csv) {
+          std::cout << run["id"] << "," << run["kind"].get<std::string>() << ","
+                    << run["status"].get<std::string>() << "," << run["startUtc"].get<std::string>()
+                    << "," << end << "," << (run["passed"].get<bool>() ? 1 : 0) << ","
+                    << run["samples"] << "," << run["reason"].dump() << "\n";
+        } else {
+          std::printf(
+              "%6lld  %-18s  %-24s  %-11s  %-6s  %s\n",
+              static_cast<long long>(run["id"].get<int64_t>()),
+              run["kind"].get<std::string>().c_str(), run["startLocal"].get<std::string>().c_str(),
+              run["status"].get<std::string>().c_str(), run["passed"].get<bool>() ? "passed" : "-",
+              run["reason"].get<std::string>().c_str());
+        }
+      }
+      return 0;
+    }
+    if (*schedule) {
+      const nlohmann::json s = client.Request("GET", "/api/schedule");
+      for (const nlohmann::json& item : s["items"]) {
+        auto text = [](const nlohmann::json& v) {
+          return v.is_string() ? v.get<std::string>() : std::string("-");
+        };
+        std::printf("%-14s  %-10s  last passed %-20s  due %-20s  every %g days%s%s\n",
+                    item["kind"].get<std::string>().c_str(),
+                    item["state"].get<std::string>().c_str(), text(item["lastPass"]).c_str(),
+                    text(item["due"]).c_str(), item["intervalDays"].get<double>(),
+                    item.contains("note") ? "  " : "",
+                    item.contains("note") ? item["note"].get<std::string>().c_str() : "");
+      }
       return 0;
     }
     if (*sim) {

@@ -14,6 +14,7 @@
 #include "link/LinkRecovery.hpp"
 #include "link/ReadingsStore.hpp"
 #include "link/RunControl.hpp"
+#include "link/RunObserver.hpp"
 #include "link/SharedTestState.hpp"
 #include "link/TestParameters.hpp"
 #include "link/TestResults.hpp"
@@ -57,6 +58,12 @@ class KeloContext {
   // Called when an exchange is finished: its result (0 success) and the microseconds from its
   // request's first frame on the line to the end, resends included.
   std::function<void(int32_t result, int64_t elapsedUs)> onExchangeDone;
+  // Told of every test and calibration run by the sequencers (the history's recorder); may be
+  // nullptr.
+  RunObserver* runObserver = nullptr;
+  // Asked before a target-controlled test starts: a non-empty answer refuses the start and says
+  // why (the calibration schedule's lock-out).
+  std::function<std::string(int16_t test)> startRefusal;
   // Reloads the stored coastdown results from the INI file into `results`.
   std::function<void()> loadCoastdownResults;
 

@@ -1,8 +1,36 @@
 #include "sequences/TestSequencer.hpp"
 
 #include "link/KeloContext.hpp"
+#include "sequences/modMath.hpp"
 
 namespace tavkelo {
+
+namespace {
+
+const char* KindOf(int16_t index) {
+  switch (index) {
+    case test::Warmup:
+      return "warmup";
+    case test::Parasitics:
+      return "parasitics";
+    case test::Coastdown:
+      return "coastdown";
+    case test::ConstantTarget:
+      return "constant_target";
+    case test::Asm:
+      return "asm";
+    case test::VehicleSimulation:
+      return "vehicle_simulation";
+    default:
+      return "other";
+  }
+}
+
+bool IsTargetTest(int16_t index) {
+  return index == test::ConstantTarget || index == test::Asm || index == test::VehicleSimulation;
+}
+
+}  // namespace
 
 TestSequencer::TestSequencer(KeloContext& ctx)
     : ctx_(ctx),
@@ -32,6 +60,12 @@ bool TestSequencer::Start(int16_t index) {
       s.StatusBitsCopy[status::MotorOn] || s.LiftsUp || s.DeviceError()) {
     return false;
   }
+  if (IsTargetTest(index) && ctx_.startRefusal) {
+    if (const std::string why = ctx_.startRefusal(index); !why.empty()) {
+      ctx_.log.WriteLog("StartTest refused: " + why);
+      return false;
+    }
+  }
   ctx_.polling.SetReadingsActive(true);
   t.TestAbortRequest = false;
   t.TestCommandPending = false;
@@ -40,7 +74,86 @@ bool TestSequencer::Start(int16_t index) {
   t.LastTestCompletionStatus = ltcs::InProgress;
   t.TestStage = 0;
   t.TestStageLogged = 0;
+  startUs_ = ctx_.loop.NowUs();
+  observed_ = ctx_.runObserver;
+  if (observed_ != nullptr) observed_->RunStarted(KindOf(index), Parameters(index));
   return true;
+}
+
+RunValues TestSequencer::Parameters(int16_t index) const {
+  const TestParameters& p = ctx_.params;
+  switch (index) {
+    case test::Warmup:
+      return {{"warmupTimeSeconds", p.WarmupTimeSeconds}};
+    case test::Parasitics:
+      return {{"topSpeedMph", p.ParasiticsTopSpeedMPH},
+              {"bottomSpeedMph", p.ParasiticsBottomSpeedMPH}};
+    case test::Coastdown:
+      return {{"highWindowTopMph", p.CoastdownHi.HiSpeed},
+              {"highWindowBottomMph", p.CoastdownHi.LoSpeed},
+              {"highWindowLoadHp", p.CoastdownHi.LoadHP},
+              {"lowWindowTopMph", p.CoastdownLo.HiSpeed},
+              {"lowWindowBottomMph", p.CoastdownLo.LoSpeed},
+              {"lowWindowLoadHp", p.CoastdownLo.LoadHP}};
+    case test::ConstantTarget:
+      return {{"mode", p.ConstantTargetTestMode},
+              {"speedTarget", p.ConstantTargetTestSpeedTarget},
+              {"torqueTarget", p.ConstantTargetTestTorqueTarget},
+              {"powerTarget", p.ConstantTargetTestPowerTarget}};
+    case test::Asm:
+      return {{"mode", p.ASMTestMode},
+              {"asm5015TrlHp", p.ASM5015TRLHP},
+              {"asm5015GtrlHp", p.ASM5015GTRLHP},
+              {"asm2525TrlHp", p.ASM2525TRLHP},
+              {"asm2525GtrlHp", p.ASM2525GTRLHP}};
+    case test::VehicleSimulation:
+      return {{"vehicleWeight", p.VehSimTestVehicleWeight},
+              {"trlHpAt50", p.VehSimTestTRLHPAt50},
+              {"gtrlHpAt50", p.VehSimTestGTRLHPAt50}};
+    default:
+      return {};
+  }
+}
+
+RunValues TestSequencer::Results(int16_t index) const {
+  RunValues r;
+  if (index == test::Warmup) {
+    r.emplace_back("runSeconds", static_cast<double>(ctx_.loop.NowUs() - startUs_) / 1e6);
+  } else if (index == test::Coastdown) {
+    for (size_t w = 1; w <= 2; ++w) {
+      const CoastdownResult& c = ctx_.results.Coastdown[w];
+      const std::string p = w == 1 ? "high" : "low";
+      r.emplace_back(p + "Run", c.Run ? 1 : 0);
+      r.emplace_back(p + "CalculatedSeconds", c.CCDT);
+      r.emplace_back(p + "ActualSeconds", c.ACDT);
+      r.emplace_back(p + "TopSpeedMph", c.TopSpeed);
+      r.emplace_back(p + "BottomSpeedMph", c.BotSpeed);
+      r.emplace_back(p + "ActualHp", c.ActualHP);
+      r.emplace_back(p + "TimeDeltaSeconds", c.TimeDelta);
+      r.emplace_back(p + "PercentDelta", c.PercentDelta);
+    }
+  } else if (index == test::Parasitics) {
+    const ParasiticsResult& pr = parasitics_.ParasiticsResults;
+    const ParasiticsOutputs& o = parasitics_.Outputs;
+    for (size_t i = 0; i < 5; ++i) {
+      const std::string w = "window" + std::to_string(i);
+      r.emplace_back(w + "NominalMph", ParasiticsTest::kWindows[i].Nominal);
+      r.emplace_back(w + "StopwatchSeconds", pr.StopwatchSeconds[i]);
+      r.emplace_back(w + "CoastMs", pr.CoastMs[i]);
+      r.emplace_back(w + "LossTorque", pr.LossTorque[i]);
+      r.emplace_back(w + "LossHp", pr.LossHP[i]);
+    }
+    r.emplace_back("coefK", o.CoefK);
+    r.emplace_back("coefA", o.CoefA);
+    r.emplace_back("coefB", o.CoefB);
+    r.emplace_back("losses15MphHp", o.Loss15MphHP);
+    r.emplace_back("losses25MphHp", o.Loss25MphHP);
+    const float k = ctx_.store.TorqueSpeedFactor;
+    const double c0 = o.Coefficients[0], c1 = o.Coefficients[1], c2 = o.Coefficients[2];
+    r.emplace_back("losses35MphHp",
+                   k != 0.0f ? modMath::evalcurve(c0, c1, c2, 35.0) * 35.0 / k : 0.0);
+  }
+  return r;
 }
 
 bool TestSequencer::RequestStop() {
@@ -87,6 +200,21 @@ void TestSequencer::RunTestStep(int16_t curTest) {
       ctx_.test.LastTestCompletionStatus = ltcs::Aborted;
       ctx_.test.CurTest = test::None;
       break;
+  }
+  if (observed_ != nullptr && observed_ == ctx_.runObserver) {
+    observed_->RunSample(ctx_.test.TestStage);
+    if (ctx_.test.CurTest == test::None) {
+      const SharedTestState& t = ctx_.test;
+      const bool completed = t.LastTestCompletionStatus == ltcs::Completed;
+      std::string reason;
+      if (!completed) {
+        reason = (t.TestAbortRequest ? "stopped on request at stage " : "aborted at stage ") +
+                 std::to_string(t.TestStage);
+        if (ctx_.store.DeviceError()) reason += " (the dyne reported an error)";
+      }
+      observed_->RunFinished(completed, reason, completed ? Results(curTest) : RunValues{});
+      observed_ = nullptr;
+    }
   }
   if (ctx_.test.CurTest == test::None) running_ = 0;
 }

@@ -8,6 +8,7 @@
 
 #include "host/modMain.hpp"
 #include "link/RunControl.hpp"
+#include "link/RunObserver.hpp"
 #include "sequences/CoastdownResultsStore.hpp"
 #include "sequences/CoastdownTest.hpp"
 #include "sequences/DyneSleepSequence.hpp"
@@ -61,6 +62,14 @@ class TestSequencer final : public TestControl {
   CoastdownTest coastdown_;
   TargetTest target_;
   CoastdownResultsStore coastdownResults_;
+  // The parameters in force for test `index` and the results it left, as the run observer gets
+  // them.
+  RunValues Parameters(int16_t index) const;
+  RunValues Results(int16_t index) const;
+
+  // The observer told of the running test's start (nullptr: none, or no test runs).
+  RunObserver* observed_ = nullptr;
+  int64_t startUs_ = 0;
   // The test that was stepped last and has not finished yet (0 none): a different index means
   // that a new run has started.
   int16_t running_ = 0;

@@ -33,6 +33,11 @@ AutomationServer::AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap*
   metrics_.AddRoutes(http_);
 }
 
+void AutomationServer::AddHistory(HistoryStore* store, CalibrationSchedule* schedule) {
+  history_ = std::make_unique<HistoryRoutes>(context_, store, schedule);
+  history_->AddRoutes(http_);
+}
+
 void AutomationServer::WriteLoopMetrics(MetricsText& out) {
   using T = MetricsText::Type;
   monitor_.WriteMetrics(out);

@@ -5,6 +5,7 @@
 // arrive on worker threads and run on the event loop (see RouteContext::OnLoop).
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -13,6 +14,7 @@
 #include "server/ApiRequest.hpp"
 #include "server/AutomationApi.hpp"
 #include "server/ConsoleRoutes.hpp"
+#include "server/HistoryRoutes.hpp"
 #include "server/MetricsRoutes.hpp"
 #include "server/ReadingsRoutes.hpp"
 #include "server/RequestGuard.hpp"
@@ -55,6 +57,9 @@ class AutomationServer {
   // What a fleet sees of the station: the metrics' and telemetry's source (loop thread).
   StationMonitor& Monitor() { return monitor_; }
   MetricsRoutes& Metrics() { return metrics_; }
+  // The history's and the schedule's routes (before Start); nullptr for a server without history,
+  // whose routes then answer 503.
+  void AddHistory(HistoryStore* store, CalibrationSchedule* schedule);
 
   // Stops accepting requests and ends the streams (loop thread). The loop must keep running
   // until ListenerDone(), because requests in progress still need it.
@@ -78,6 +83,7 @@ class AutomationServer {
   ConsoleRoutes console_;
   StationMonitor monitor_;
   MetricsRoutes metrics_;
+  std::unique_ptr<HistoryRoutes> history_;
 };
 
 }  // namespace tavkelo

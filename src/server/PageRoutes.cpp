@@ -12,6 +12,8 @@ namespace tavkelo {
 void AddPageRoutes(httplib::Server& http, RouteContext& context, const ObjectRegistry& objects,
                    const std::string& webDir) {
   if (!webDir.empty()) http.set_mount_point("/", webDir);
+  // Chart.js where Debian installs it (libjs-chart.js), for the history page's plots.
+  http.set_mount_point("/vendor/chart.js", "/usr/share/javascript/chart.js");
   http.set_error_handler([](const httplib::Request& req, httplib::Response& res) {
     if (!res.body.empty()) return;
     const std::string message =

@@ -1,7 +1,9 @@
 #include "server/ServerAssembly.hpp"
 
+#include <cstdio>
 #include <cstring>
 
+#include "host/clsIniProfile.hpp"
 #include "platform/NamedSemaphore.hpp"
 
 namespace tavkelo {
@@ -43,8 +45,10 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
   // The audit trail lies beside the diagnostic log.
   if (options.http.security.auditFolder.empty())
     options.http.security.auditFolder = host_->log.LogFolder();
+  OpenHistory(options);
   server_ =
       std::make_unique<AutomationServer>(loop, *engine_, ports_.get(), std::move(options.http));
+  server_->AddHistory(History(), schedule_.get());
   if (!options.mqtt.url.empty()) {
     mqtt_ = std::make_unique<MqttTelemetry>(loop, server_->Monitor(), std::move(options.mqtt));
     if (!mqtt_->Start(error_)) {
@@ -56,7 +60,49 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
   }
 }
 
-ServerAssembly::~ServerAssembly() = default;
+ServerAssembly::~ServerAssembly() {
+  if (schedule_) CalibrationSchedule::Uninstall(engine_->Context());
+  // The recorder before the store: a run still open is written as interrupted.
+  recorder_.reset();
+}
+
+std::string ServerAssembly::DefaultHistoryPath(const std::string& iniFile) {
+  const size_t slash = iniFile.rfind('/');
+  return (slash == std::string::npos ? std::string() : iniFile.substr(0, slash + 1)) +
+         "TavKeloASM.history.sqlite";
+}
+
+void ServerAssembly::OpenHistory(const ServerOptions& options) {
+  if (!options.history) return;
+  const std::string path = options.historyPath.empty()
+                               ? DefaultHistoryPath(clsIniProfile(host_->profile).FileName())
+                               : options.historyPath;
+  history_ = std::make_unique<HistoryStore>();
+  EventLoop& loop = host_->loop;
+  DiagnosticLog& log = host_->log;
+  // The writer's failures reach the log on the loop; they never stop a run.
+  auto onError = [&loop, &log](const std::string& message) {
+    std::fprintf(stderr, "TavKeloASM: %s\n", message.c_str());
+    loop.Post([&log, message] { log.WriteLog(message); });
+  };
+  std::string error;
+  if (!history_->Open(path, onError, error)) {
+    std::fprintf(stderr, "TavKeloASM: history off: %s\n", error.c_str());
+    log.WriteLog("History off: " + error);
+    history_.reset();
+    return;
+  }
+  if (history_->InterruptedAtOpen() > 0) {
+    log.WriteLog("History: " + std::to_string(history_->InterruptedAtOpen()) +
+                 " run(s) left in progress by the last process marked interrupted");
+  }
+  const ScheduleConfig config = ScheduleConfig::Load(host_->profile);
+  recorder_ = std::make_unique<HistoryRecorder>(engine_->Context(), *history_,
+                                                PassRules{config.coastdownTolerancePercent});
+  recorder_->ImportIniCoastdown();
+  schedule_ = std::make_unique<CalibrationSchedule>(*history_, config);
+  schedule_->Install(engine_->Context());
+}
 
 bool ServerAssembly::ConnectConsole(int16_t port) {
   clsKeloInterface& console = server_->Console();

@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "history/CalibrationSchedule.hpp"
+#include "history/HistoryRecorder.hpp"
+#include "history/HistoryStore.hpp"
 #include "host/HostContext.hpp"
 #include "host/modMain.hpp"
 #include "server/AutomationServer.hpp"
@@ -34,6 +37,10 @@ struct ServerOptions {
   AutomationServer::Config http;
   // Telemetry to an MQTT broker when its URL is set.
   MqttOptions mqtt;
+  // The history file ("" for TavKeloASM.history.sqlite beside the INI file); no history at all
+  // when `history` is false.
+  std::string historyPath;
+  bool history = true;
 };
 
 class ServerAssembly {
@@ -62,6 +69,12 @@ class ServerAssembly {
   AutomationServer& Server() { return *server_; }
   // nullptr without --mqtt.
   MqttTelemetry* Mqtt() { return mqtt_.get(); }
+  // nullptr when the history is off or its file could not be opened.
+  HistoryStore* History() { return history_ && history_->IsOpen() ? history_.get() : nullptr; }
+  CalibrationSchedule* Schedule() { return schedule_.get(); }
+  HistoryRecorder* Recorder() { return recorder_.get(); }
+  // The history file beside an INI file: its folder, "TavKeloASM.history.sqlite".
+  static std::string DefaultHistoryPath(const std::string& iniFile);
 
   // Connects the dashboard's console to the port, as a client's Init and Connect would (loop
   // thread, top level). False when it could not connect.
@@ -78,12 +91,16 @@ class ServerAssembly {
 
  private:
   void RemoveSemaphoreNames();
+  void OpenHistory(const ServerOptions& options);
 
   Outcome outcome_ = Outcome::Ready;
   std::string error_;
   std::unique_ptr<HostContext> host_;
   std::unique_ptr<KeloEngine> engine_;
   std::unique_ptr<modMain> entry_;
+  std::unique_ptr<HistoryStore> history_;
+  std::unique_ptr<HistoryRecorder> recorder_;
+  std::unique_ptr<CalibrationSchedule> schedule_;
   std::unique_ptr<PortMap> ports_;
   std::unique_ptr<AutomationServer> server_;
   std::unique_ptr<MqttTelemetry> mqtt_;  // after the server: it listens to the server's monitor

@@ -82,6 +82,8 @@ int main(int argc, char** argv) {
   SecurityOptions security;
   std::string tokenFile;
   MqttOptions mqtt;
+  std::string historyPath;
+  bool noHistory = false;
   app.add_flag("--simulate", simulate,
                "Serve every port without a --port mapping with an in-process simulated controller, "
                "and connect "
@@ -161,6 +163,11 @@ int main(int argc, char** argv) {
   app.add_option("--station", mqtt.station,
                  "This station's name in the MQTT topics tavkelo/<station>/... (default: the "
                  "host's name)");
+  app.add_option("--history", historyPath,
+                 "History file of the runs (default: TavKeloASM.history.sqlite beside the INI "
+                 "file)")
+      ->type_name("PATH");
+  app.add_flag("--no-history", noHistory, "Keep no history of the runs");
   app.set_version_flag("--version", "TavKeloASM " + version);
   app.footer(
       "Registration: /REG installs a systemd user unit that starts this server with the other "
@@ -209,6 +216,8 @@ int main(int argc, char** argv) {
 
   ServerOptions options;
   options.mqtt = mqtt;
+  options.historyPath = historyPath;
+  options.history = !noHistory;
   options.host = hostOptions;
   options.commandLine = commandLine;
   options.simulate = simulate;

@@ -29,7 +29,20 @@ bool CalibrationSequencer::Start(int32_t kind) {
   t.LastTestCompletionStatus = ltcs::InProgress;
   t.LcwsStatus = seqstatus::Running;
   t.CurCalibration = kind;
+  observed_ = ctx_.runObserver;
+  before_ = Factors("Before");
+  if (observed_ != nullptr)
+    observed_->RunStarted(kind == calibration::LoadCell ? "load_cell" : "weight_scales",
+                          {{"calibrationWeightLb", ctx_.store.CalWeight}});
   return true;
+}
+
+RunValues CalibrationSequencer::Factors(const char* when) const {
+  const ReadingsStore& s = ctx_.store;
+  const std::string w = when;
+  return {{"leftScaleFactor" + w, s.AmplificationScale1},
+          {"rightScaleFactor" + w, s.AmplificationScale2},
+          {"torqueSpeedFactor" + w, s.TorqueSpeedFactor}};
 }
 
 bool CalibrationSequencer::RequestStop() {
@@ -49,6 +62,18 @@ void CalibrationSequencer::RunCalibrationStep(int32_t curCalibration) {
     default:
       break;
   }
+  if (observed_ == nullptr || observed_ != ctx_.runObserver) return;
+  observed_->RunSample(ctx_.test.TestStage);
+  if (ctx_.test.CurCalibration != calibration::None) return;
+  const bool completed = ctx_.test.LastTestCompletionStatus == ltcs::Completed;
+  RunValues results = before_;
+  for (auto& v : Factors("After")) results.push_back(std::move(v));
+  if (curCalibration == calibration::LoadCell)
+    results.emplace_back("expectedTorque", record_.ExpectedTorque);
+  observed_->RunFinished(completed,
+                         completed ? "" : "stopped at stage " + std::to_string(ctx_.test.TestStage),
+                         results);
+  observed_ = nullptr;
 }
 
 std::optional<WizardForm::Snapshot> CalibrationSequencer::OpenFormSnapshot() {

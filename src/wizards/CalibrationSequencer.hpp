@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "link/RunControl.hpp"
+#include "link/RunObserver.hpp"
 #include "wizards/CalibrationRecord.hpp"
 #include "wizards/LoadCellCalibration.hpp"
 #include "wizards/WeightScaleCalibration.hpp"
@@ -55,6 +56,11 @@ class CalibrationSequencer final : public CalibrationControl {
   WizardForms forms_;
   LoadCellCalibration loadCell_;
   WeightScaleCalibration weightScales_;
+  // The factors a calibration changes, as the run observer gets them before and after.
+  RunValues Factors(const char* when) const;
+  // The observer told of the running calibration's start (nullptr: none).
+  RunObserver* observed_ = nullptr;
+  RunValues before_;
 };
 
 }  // namespace tavkelo

@@ -16,7 +16,8 @@ set(LAYER_MAP
   "tavkelo_wizards: tavkelo_link"
   "tavkelo_sim: tavkelo_link"
   "tavkelo_telemetry: tavkelo_link tavkelo_members nlohmann_json::nlohmann_json PkgConfig::MOSQUITTO"
-  "tavkelo_server: tavkelo_telemetry tavkelo_automation tavkelo_wizards tavkelo_sim PkgConfig::HTTPLIB nlohmann_json::nlohmann_json CLI11::CLI11"
+  "tavkelo_history: tavkelo_link nlohmann_json::nlohmann_json SQLite::SQLite3"
+  "tavkelo_server: tavkelo_history tavkelo_telemetry tavkelo_automation tavkelo_wizards tavkelo_sim PkgConfig::HTTPLIB nlohmann_json::nlohmann_json CLI11::CLI11"
   "tavkelo_client: tavkelo_members PkgConfig::HTTPLIB nlohmann_json::nlohmann_json"
   # programs
   "kelo-sim: tavkelo_sim CLI11::CLI11"
@@ -37,6 +38,7 @@ set(LAYER_MAP
   "test_automation: tavkelo_automation tavkelo_test_interface GTest::gtest_main"
   "test_wizards: tavkelo_wizards tavkelo_test_interface GTest::gtest_main"
   "test_telemetry: tavkelo_telemetry tavkelo_test_interface GTest::gtest_main"
+  "test_history: tavkelo_history tavkelo_test_interface GTest::gtest_main"
   "test_server: tavkelo_server tavkelo_test_common GTest::gtest_main"
   "test_e2e: tavkelo_client tavkelo_platform tavkelo_test_common GTest::gtest_main")
 

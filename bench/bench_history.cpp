@@ -1,7 +1,8 @@
 // What the history costs the station, and how fast it answers:
 //  1. a whole simulated coastdown on TavKeloASM's server assembled in-process on virtual time,
 //     with the history on and off: poll cycles per second of CPU (the poller's work, the history's
-//     recording included; the writer thread's share is not on the loop). Rows alternate, twice each.
+//     recording included; the writer thread's share is not on the loop). Rows alternate, twice
+//     each.
 //  2. a history of 10,000 runs: the first page, a page deep into the list by cursor, a filtered
 //     page and one run, over loopback HTTP, each the median of 50 requests.
 //
@@ -146,9 +147,10 @@ void Paging() {
 int main(int argc, char** argv) {
   using namespace tavkelo;
   const int coastdowns = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
-  std::printf("Poll cycles per CPU second during %d simulated coastdown(s) (goal: on within 2%% of "
-              "off):\n",
-              coastdowns);
+  std::printf(
+      "Poll cycles per CPU second during %d simulated coastdown(s) (goal: on within 2%% of "
+      "off):\n",
+      coastdowns);
   double on = 0, off = 0;
   for (int round = 0; round < 2; ++round) {
     const double a = CoastdownRate(false, coastdowns);

@@ -17,8 +17,8 @@ class ClientLimits {
   using Clock = std::chrono::steady_clock;
 
   struct Limits {
-    int requestsPerClient = 16;   // in progress at once, per address; 0: no limit
-    int objectsPerMinute = 60;     // object creations per address in any 60 s; 0: no limit
+    int requestsPerClient = 16;  // in progress at once, per address; 0: no limit
+    int objectsPerMinute = 60;   // object creations per address in any 60 s; 0: no limit
   };
   struct Refusal {
     bool refused = false;

@@ -72,11 +72,11 @@ TEST(ClientLimits, ObjectCreationsAreCountedOverTheLastMinute) {
     int retryAfter;
   };
   const Case cases[] = {
-      {30, "10.0.0.5", true, 30},   // the first creation leaves the window at 60 s
-      {30, "10.0.0.6", false, 0},   // another address has its own minute
+      {30, "10.0.0.5", true, 30},  // the first creation leaves the window at 60 s
+      {30, "10.0.0.6", false, 0},  // another address has its own minute
       {59, "10.0.0.5", true, 1},
-      {60, "10.0.0.5", false, 0},   // the first is a minute old: one place free
-      {60, "10.0.0.5", true, 1},    // ... and taken again
+      {60, "10.0.0.5", false, 0},  // the first is a minute old: one place free
+      {60, "10.0.0.5", true, 1},   // ... and taken again
   };
   for (const Case& c : cases) {
     const auto r = limits.Arrive(c.address, true, t0 + std::chrono::seconds(c.atSecond));

@@ -14,4 +14,4 @@ fi
 
 cmake --preset "$preset"
 cmake --build --preset "$preset"
-ctest --preset "$preset" -j "$(nproc)"
+ctest --preset "$preset" -j "$(nproc)" --output-on-failure

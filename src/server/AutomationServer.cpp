@@ -36,6 +36,9 @@ AutomationServer::AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap*
 void AutomationServer::AddHistory(HistoryStore* store, CalibrationSchedule* schedule) {
   history_ = std::make_unique<HistoryRoutes>(context_, store, schedule);
   history_->AddRoutes(http_);
+  if (store == nullptr || schedule == nullptr) return;
+  monitor_.LeaveLastPassToHistory();
+  metrics_.AddSource([routes = history_.get()](MetricsText& out) { routes->WriteMetrics(out); });
 }
 
 void AutomationServer::WriteLoopMetrics(MetricsText& out) {

@@ -135,6 +135,27 @@ HistoryStore& HistoryRoutes::Store() {
   return *store_;
 }
 
+void HistoryRoutes::WriteMetrics(MetricsText& out) {
+  if (schedule_ == nullptr || store_ == nullptr || !store_->IsOpen()) return;
+  const double now =
+      context_.OnLoop(CallKind::NeverWaits, [&] { return LocalOleToUnix(context_.Loop().Now()); });
+  const std::vector<ScheduleItem> items = schedule_->Items(now);
+  using T = MetricsText::Type;
+  out.Family("tavkelo_seconds_since_last_pass",
+             "Seconds since the last passing run of each scheduled kind (absent: never passed)",
+             T::Gauge);
+  for (const ScheduleItem& item : items)
+    if (item.lastPass)
+      out.Sample("tavkelo_seconds_since_last_pass", now - *item.lastPass, {{"kind", item.kind}});
+  out.Family("tavkelo_schedule_state",
+             "The calibration schedule: 1 for each kind's state (ok, due, overdue, never_run)",
+             T::Gauge);
+  for (const ScheduleItem& item : items)
+    for (const char* state : {"ok", "due", "overdue", "never_run"})
+      out.Sample("tavkelo_schedule_state", item.state == state ? 1.0 : 0.0,
+                 {{"kind", item.kind}, {"state", state}});
+}
+
 void HistoryRoutes::AddRoutes(httplib::Server& http) {
   http.Get("/api/history", [this](const httplib::Request& req, httplib::Response& res) {
     Answer(res, [&] {

@@ -12,6 +12,7 @@
 #include "history/CalibrationSchedule.hpp"
 #include "history/HistoryStore.hpp"
 #include "server/ApiRequest.hpp"
+#include "telemetry/MetricsText.hpp"
 
 namespace tavkelo {
 
@@ -21,6 +22,9 @@ class HistoryRoutes {
   HistoryRoutes(RouteContext& context, HistoryStore* store, CalibrationSchedule* schedule)
       : context_(context), store_(store), schedule_(schedule) {}
   void AddRoutes(httplib::Server& http);
+  // The schedule as metrics (on a scrape's worker thread): seconds since each kind's last passing
+  // run and its state as a 0/1 gauge per state; nothing when the history is off.
+  void WriteMetrics(MetricsText& out);
 
   // The filters of a request; ApiError(400) naming the bad one.
   static RunFilter ParseFilter(const httplib::Request& req, int defaultLimit, int maxLimit);

@@ -351,6 +351,7 @@ void StationMonitor::WriteMetrics(MetricsText& out) {
     out.Sample("tavkelo_calibration_runs_total", static_cast<double>(count),
                {{"kind", key.first}, {"outcome", key.second}});
   }
+  if (lastPassFromHistory_) return;
   // The stored coastdown has its date; the others are known from the runs of this process.
   std::map<std::string, double> since;
   for (const auto& [kind, us] : lastPassUs_)

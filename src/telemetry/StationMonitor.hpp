@@ -43,6 +43,9 @@ class StationMonitor {
   // Looks at the engine's state now: counters, link state, runs, notices (also done after every
   // poll cycle and five times a second).
   void Observe();
+  // The server's history reports the seconds since each kind's last pass from the stored runs;
+  // from then on this monitor leaves that family to it (before the first scrape).
+  void LeaveLastPassToHistory() { lastPassFromHistory_ = true; }
   void WriteMetrics(MetricsText& out);
   nlohmann::json Readings() const;
   nlohmann::json State() const;
@@ -104,6 +107,7 @@ class StationMonitor {
   std::map<std::pair<std::string, std::string>, uint64_t> calibrationRuns_;
   // The loop's clock (microseconds) of the last completed run of each kind in this process.
   std::map<std::string, int64_t> lastPassUs_;
+  bool lastPassFromHistory_ = false;
 };
 
 }  // namespace tavkelo

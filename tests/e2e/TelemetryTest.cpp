@@ -86,6 +86,17 @@ TEST(Metrics, PassPromtoolCountTheLinksFaultsAsTheLinkDoesAndOnlyGoUp) {
   EXPECT_GT(SampleValue(first, "tavkelo_link_exchange_duration_seconds_count"), 0);
   EXPECT_GE(SampleValue(first, R"(tavkelo_http_requests_total{group="readings",status="200"})"), 1);
   EXPECT_NE(first.find("tavkelo_build_info{version=\""), std::string::npos);
+  // The schedule from the history: each kind in exactly one state.
+  for (const char* kind : {"coastdown", "parasitics", "load_cell", "weight_scales"}) {
+    double states = 0;
+    for (const char* state : {"ok", "due", "overdue", "never_run"}) {
+      const double v = SampleValue(first, std::string("tavkelo_schedule_state{kind=\"") + kind +
+                                              "\",state=\"" + state + "\"}");
+      EXPECT_TRUE(v == 0 || v == 1) << kind << " " << state << " " << v;
+      states += v;
+    }
+    EXPECT_EQ(states, 1) << kind;
+  }
 
   // Prometheus's own parser and linter find nothing wrong.
   test::TempDir dir;

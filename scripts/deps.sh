@@ -31,6 +31,8 @@ if [[ "${1:-}" == "--test" ]]; then
   # the README's examples use socat. Node.js may come from Debian or from elsewhere with its npm.
   [[ -x /usr/bin/chromium ]] || missing+=(chromium)
   need_command socat socat
+  # The HTTPS test makes its certificate with openssl.
+  [[ -x /usr/bin/openssl ]] || missing+=(openssl)
   # The telemetry tests: a real MQTT broker and subscriber, and Prometheus's metrics checker.
   need_package mosquitto
   need_package mosquitto-clients

@@ -7,10 +7,26 @@
 
 namespace tavkelo {
 
+namespace {
+
+std::unique_ptr<httplib::Server> MakeHttpServer(const AutomationServer::Config& config) {
+  if (config.tlsCert.empty()) return std::make_unique<httplib::Server>();
+  return std::make_unique<httplib::SSLServer>(config.tlsCert.c_str(), config.tlsKey.c_str());
+}
+
+AutomationServer::Config WithTls(AutomationServer::Config config) {
+  config.security.tls = !config.tlsCert.empty();
+  return config;
+}
+
+}  // namespace
+
 AutomationServer::AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap* ports,
                                    Config config)
-    : config_(std::move(config)),
+    : config_(WithTls(std::move(config))),
       context_(loop, engine, ports),
+      server_(MakeHttpServer(config_)),
+      http_(*server_),
       guard_(config_.security, config_.host),
       readings_(context_, config_.maxStreams),
       automation_(context_, config_.leaseSeconds),
@@ -57,6 +73,11 @@ AutomationServer::~AutomationServer() {
 }
 
 bool AutomationServer::Start(std::string& error) {
+  if (!http_.is_valid()) {
+    error = "cannot load the TLS certificate " + config_.tlsCert + " or its key " + config_.tlsKey +
+            " (PEM files, the key unencrypted)";
+    return false;
+  }
   http_.new_task_queue = [threads = config_.threads] {
     return new httplib::ThreadPool(static_cast<size_t>(threads));
   };

@@ -37,6 +37,9 @@ class AutomationServer {
     size_t maxBodyBytes = 64 * 1024;
     int threads = 32;
     SecurityOptions security;
+    // PEM files: both given, the server answers HTTPS only (security.tls is set to match).
+    std::string tlsCert;
+    std::string tlsKey;
   };
 
   AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap* ports, Config config);
@@ -73,7 +76,8 @@ class AutomationServer {
 
   Config config_;
   RouteContext context_;
-  httplib::Server http_;
+  std::unique_ptr<httplib::Server> server_;  // an httplib::SSLServer with a certificate
+  httplib::Server& http_;
   std::thread listener_;
   std::atomic<bool> listenerDone_{false};
   int port_ = 0;

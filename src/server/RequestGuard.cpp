@@ -289,7 +289,8 @@ httplib::Server::HandlerResponse RequestGuard::Check(const httplib::Request& req
   }
   if (req.has_header("Origin")) {
     const std::string origin = Lower(req.get_header_value("Origin"));
-    const bool own = origin == "http://" + Lower(req.get_header_value("Host"));
+    const bool own =
+        origin == (options_.tls ? "https://" : "http://") + Lower(req.get_header_value("Host"));
     const bool listed = std::find(options_.allowOrigins.begin(), options_.allowOrigins.end(),
                                   origin) != options_.allowOrigins.end();
     if (!own && !listed) {
@@ -404,7 +405,8 @@ void RequestGuard::AddSessionRoutes(httplib::Server& http) {
       current.who = t->name;
       // HttpOnly: no script reads it; SameSite=Strict: no other site's page sends it.
       res.set_header("Set-Cookie", std::string(kCookie) + "=" + id +
-                                       "; Path=/; HttpOnly; SameSite=Strict; Max-Age=43200");
+                                       "; Path=/; HttpOnly; SameSite=Strict; Max-Age=43200" +
+                                       (options_.tls ? "; Secure" : ""));
       return std::make_pair(200, nlohmann::json{{"name", t->name}, {"role", t->role}});
     });
   });

@@ -45,6 +45,8 @@ struct SecurityOptions {
   bool insecureNoAuth = false;
   // The audit log's folder; empty: no audit log.
   std::string auditFolder;
+  // The server answers over TLS: its own origin is https://, and the session cookie is Secure.
+  bool tls = false;
   // Requests in progress and object creations a minute, per client address (429 beyond).
   ClientLimits::Limits limits;
 };

@@ -82,6 +82,8 @@ int main(int argc, char** argv) {
   SecurityOptions security;
   std::string tokenFile;
   MqttOptions mqtt;
+  std::string tlsCert;
+  std::string tlsKey;
   std::string historyPath;
   bool noHistory = false;
   app.add_flag("--simulate", simulate,
@@ -133,6 +135,16 @@ int main(int argc, char** argv) {
   app.add_flag("--insecure-no-auth", security.insecureNoAuth,
                "Listen beyond loopback without a token file: anyone who reaches the port can "
                "move the dyne");
+  CLI::Option* certOption =
+      app.add_option("--tls-cert", tlsCert,
+                     "Serve HTTPS only, with this certificate (PEM; a chain, the server's first)")
+          ->type_name("FILE")
+          ->check(CLI::ExistingFile);
+  app.add_option("--tls-key", tlsKey, "The unencrypted private key (PEM) of --tls-cert")
+      ->type_name("FILE")
+      ->check(CLI::ExistingFile)
+      ->needs(certOption);
+  certOption->needs("--tls-key");
   app.add_option("--max-requests-per-client", security.limits.requestsPerClient,
                  "Requests in progress at once from one client address (event streams included); "
                  "more are answered 429 with Retry-After (0: no limit)")
@@ -229,6 +241,8 @@ int main(int argc, char** argv) {
   options.http.webDir = webDir;
   options.http.leaseSeconds = leaseSeconds;
   options.http.security = security;
+  options.http.tlsCert = tlsCert;
+  options.http.tlsKey = tlsKey;
   RealTimeLoop loop;
   ServerAssembly server(loop, options);
   switch (server.Result()) {
@@ -291,9 +305,9 @@ int main(int argc, char** argv) {
           std::fprintf(stderr, "TavKeloASM: the console could not connect to port %d (%s)\n",
                        connectPort, server.Ports().Describe(console).c_str());
         }
-        std::printf("TavKeloASM %s serving http://%s:%d/ (pid %d)\n",
-                    server.Host().ProgramVersionText.c_str(), host.c_str(), server.Server().Port(),
-                    static_cast<int>(::getpid()));
+        std::printf("TavKeloASM %s serving %s://%s:%d/ (pid %d)\n",
+                    server.Host().ProgramVersionText.c_str(), tlsCert.empty() ? "http" : "https",
+                    host.c_str(), server.Server().Port(), static_cast<int>(::getpid()));
         for (int16_t p = 1; p <= 2; ++p) {
           std::printf("  port %d: %s\n", p, server.Ports().Describe(p).c_str());
         }

@@ -99,10 +99,10 @@ E2eRig::Server E2eRig::StartServer(const std::vector<std::string>& args,
   argv.insert(argv.end(), args.begin(), args.end());
   Server server;
   server.process = std::make_unique<ChildProcess>(argv, Env());
-  std::optional<std::string> line = server.process->WaitForLine(" serving http://", kTimeout);
+  std::optional<std::string> line = server.process->WaitForLine(" serving http", kTimeout);
   if (!line) throw std::runtime_error("TavKeloASM did not start: " + Describe(*server.process));
   static const std::regex serving(
-      R"(^TavKeloASM \d+\.\d\d\.\d\d serving (http://127\.0\.0\.1:\d+)/ \(pid (\d+)\)$)");
+      R"(^TavKeloASM \d+\.\d\d\.\d\d serving (https?://127\.0\.0\.1:\d+)/ \(pid (\d+)\)$)");
   std::smatch m;
   if (!std::regex_match(*line, m, serving) || std::stoi(m[2]) != server.process->Pid()) {
     throw std::runtime_error("unexpected start-up line: " + *line);

@@ -381,3 +381,50 @@ TEST(ServerProcess, TheServerReconnectsByItselfWhenKeloSimIsKilledAndStartedAgai
 
 }  // namespace
 }  // namespace tavkelo::e2e
+
+namespace tavkelo::e2e {
+namespace {
+
+// With --tls-cert and --tls-key the server answers HTTPS only: a client that trusts the
+// certificate reads the API, plain HTTP on the same port gets no answer, and a key that cannot be
+// loaded ends the start with its reason.
+TEST(ServerProcess, WithACertificateItServesHttpsOnly) {
+  E2eRig rig;
+  const std::string cert = rig.DataDir() + "/server.crt";
+  const std::string key = rig.DataDir() + "/server.key";
+  RunResult made = RunToEnd(
+      {"/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out",
+       cert, "-days", "2", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1"},
+      {}, std::chrono::seconds(60));
+  ASSERT_EQ(made.status, 0) << made.err;
+
+  E2eRig::Server server = rig.StartServer({"--simulate", "--tls-cert", cert, "--tls-key", key});
+  ASSERT_EQ(server.url.rfind("https://127.0.0.1:", 0), 0u) << server.url;
+  const int port = std::stoi(server.url.substr(server.url.rfind(':') + 1));
+
+  httplib::SSLClient tls("127.0.0.1", port);
+  tls.set_ca_cert_path(cert.c_str());
+  tls.enable_server_certificate_verification(true);
+  auto readings = tls.Get("/api/readings");
+  ASSERT_TRUE(readings) << httplib::to_string(readings.error());
+  EXPECT_EQ(readings->status, 200);
+  EXPECT_NE(readings->body.find("\"connected\""), std::string::npos) << readings->body;
+  auto session = tls.Get("/api/session");
+  ASSERT_TRUE(session);
+  EXPECT_EQ(session->status, 200);
+
+  httplib::Client plain("127.0.0.1", port);
+  plain.set_read_timeout(3, 0);
+  auto refused = plain.Get("/api/readings");
+  EXPECT_TRUE(!refused || refused->status != 200) << "plain HTTP was served";
+  EXPECT_EQ(rig.Stop(server), 0);
+
+  test::WriteFile(key, "not a key\n");
+  RunResult bad = rig.RunServer({"--tls-cert", cert, "--tls-key", key});
+  EXPECT_EQ(bad.status, 4);
+  EXPECT_NE(bad.err.find("TavKeloASM: cannot load the TLS certificate " + cert), std::string::npos)
+      << bad.err;
+}
+
+}  // namespace
+}  // namespace tavkelo::e2e

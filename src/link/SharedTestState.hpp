@@ -25,6 +25,29 @@ inline constexpr int32_t LoadCell = 1;
 inline constexpr int32_t WeightScales = 2;
 }  // namespace calibration
 
+// The names a test and a calibration kind go by in the history, the metrics and the telemetry.
+inline const char* TestKindName(int16_t index) {
+  switch (index) {
+    case test::Warmup:
+      return "warmup";
+    case test::Parasitics:
+      return "parasitics";
+    case test::Coastdown:
+      return "coastdown";
+    case test::ConstantTarget:
+      return "constant_target";
+    case test::Asm:
+      return "asm";
+    case test::VehicleSimulation:
+      return "vehicle_simulation";
+    default:
+      return "other";
+  }
+}
+inline const char* CalibrationKindName(int32_t kind) {
+  return kind == calibration::LoadCell ? "load_cell" : "weight_scales";
+}
+
 // Completion status of the last test or calibration.
 namespace ltcs {
 inline constexpr int16_t NotRun = 0;

@@ -7,25 +7,6 @@ namespace tavkelo {
 
 namespace {
 
-const char* KindOf(int16_t index) {
-  switch (index) {
-    case test::Warmup:
-      return "warmup";
-    case test::Parasitics:
-      return "parasitics";
-    case test::Coastdown:
-      return "coastdown";
-    case test::ConstantTarget:
-      return "constant_target";
-    case test::Asm:
-      return "asm";
-    case test::VehicleSimulation:
-      return "vehicle_simulation";
-    default:
-      return "other";
-  }
-}
-
 bool IsTargetTest(int16_t index) {
   return index == test::ConstantTarget || index == test::Asm || index == test::VehicleSimulation;
 }
@@ -76,7 +57,7 @@ bool TestSequencer::Start(int16_t index) {
   t.TestStageLogged = 0;
   startUs_ = ctx_.loop.NowUs();
   observed_ = ctx_.runObserver;
-  if (observed_ != nullptr) observed_->RunStarted(KindOf(index), Parameters(index));
+  if (observed_ != nullptr) observed_->RunStarted(TestKindName(index), Parameters(index));
   return true;
 }
 

@@ -14,29 +14,6 @@ namespace tavkelo {
 
 namespace {
 
-const char* TestKind(int16_t test) {
-  switch (test) {
-    case test::Warmup:
-      return "warmup";
-    case test::Parasitics:
-      return "parasitics";
-    case test::Coastdown:
-      return "coastdown";
-    case test::ConstantTarget:
-      return "constant_target";
-    case test::Asm:
-      return "asm";
-    case test::VehicleSimulation:
-      return "vehicle_simulation";
-    default:
-      return "other";
-  }
-}
-
-const char* CalibrationKind(int32_t kind) {
-  return kind == calibration::LoadCell ? "load_cell" : "weight_scales";
-}
-
 const char* Outcome(int16_t completion) {
   return completion == ltcs::Completed ? "completed" : "aborted";
 }
@@ -94,11 +71,11 @@ StationMonitor::StationMonitor(KeloContext& ctx)
   }
   lastNotice_ = ctx_.host.notices.LastSequence();
   for (int16_t t = test::Warmup; t <= test::VehicleSimulation; ++t) {
-    for (const char* outcome : {"completed", "aborted"}) testRuns_[{TestKind(t), outcome}] = 0;
+    for (const char* outcome : {"completed", "aborted"}) testRuns_[{TestKindName(t), outcome}] = 0;
   }
   for (int32_t c : {calibration::LoadCell, calibration::WeightScales}) {
     for (const char* outcome : {"completed", "aborted"})
-      calibrationRuns_[{CalibrationKind(c), outcome}] = 0;
+      calibrationRuns_[{CalibrationKindName(c), outcome}] = 0;
   }
   timer_.SetHandler([this] { Observe(); });
   timer_.SetInterval(200);
@@ -160,13 +137,14 @@ void StationMonitor::TestStarted(int16_t test) {
 
 void StationMonitor::CalibrationStarted(int32_t kind) {
   runningCalibration_ = kind;
-  Emit({{"type", "calibrationStarted"}, {"calibration", kind}, {"kind", CalibrationKind(kind)}});
+  Emit(
+      {{"type", "calibrationStarted"}, {"calibration", kind}, {"kind", CalibrationKindName(kind)}});
 }
 
 void StationMonitor::ObserveRuns() {
   const SharedTestState& t = ctx_.test;
   if (runningTest_ != test::None && t.CurTest != runningTest_) {
-    const std::string kind = TestKind(runningTest_);
+    const std::string kind = TestKindName(runningTest_);
     const std::string outcome = Outcome(t.LastTestCompletionStatus);
     ++testRuns_[{kind, outcome}];
     if (outcome == "completed") lastPassUs_[kind] = ctx_.loop.NowUs();
@@ -181,7 +159,7 @@ void StationMonitor::ObserveRuns() {
   }
   if (runningTest_ == test::None && t.CurTest != test::None) TestStarted(t.CurTest);
   if (runningCalibration_ != calibration::None && t.CurCalibration != runningCalibration_) {
-    const std::string kind = CalibrationKind(runningCalibration_);
+    const std::string kind = CalibrationKindName(runningCalibration_);
     const std::string outcome = Outcome(t.LastTestCompletionStatus);
     ++calibrationRuns_[{kind, outcome}];
     if (outcome == "completed") lastPassUs_["calibration"] = ctx_.loop.NowUs();

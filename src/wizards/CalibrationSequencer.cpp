@@ -32,7 +32,7 @@ bool CalibrationSequencer::Start(int32_t kind) {
   observed_ = ctx_.runObserver;
   before_ = Factors("Before");
   if (observed_ != nullptr)
-    observed_->RunStarted(kind == calibration::LoadCell ? "load_cell" : "weight_scales",
+    observed_->RunStarted(CalibrationKindName(kind),
                           {{"calibrationWeightLb", ctx_.store.CalWeight}});
   return true;
 }

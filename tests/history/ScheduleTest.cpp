@@ -66,6 +66,7 @@ TEST(Schedule, StatesAtTheEdges) {
     };
     if (c.coastdownAgeDays >= 0) add("coastdown", c.coastdownAgeDays, c.coastdownPassed);
     if (c.parasiticsAgeDays >= 0) add("parasitics", c.parasiticsAgeDays, true);
+    store.Flush();
     ScheduleConfig config;
     config.coastdownDays = c.coastdownDays;
     CalibrationSchedule schedule(store, config);
@@ -131,7 +132,9 @@ TEST(Schedule, TheLockOutRefusesTargetTestsWhileTheCoastdownIsOverdueAndSaysWhy)
   old.passed = true;
   old.startUnix = old.endUnix = LocalOleToUnix(f.loop.Now()) - 7 * kDay + 2;
   store.InsertRun(old);
-  ASSERT_TRUE(store.List({})[1]["passed"]);
+  store.Flush();  // inserts are queued for the writer thread
+  ASSERT_EQ(store.List({}).size(), 3u);
+  EXPECT_TRUE(store.List({})[2]["passed"]);
   // Only the newest pass counts: the real coastdown just now keeps it ok.
   EXPECT_EQ(StateOf(schedule, LocalOleToUnix(f.loop.Now()), "coastdown"), "ok");
   HistoryStore other;
@@ -142,6 +145,7 @@ TEST(Schedule, TheLockOutRefusesTargetTestsWhileTheCoastdownIsOverdueAndSaysWhy)
   RunRow copy = old;
   copy.id = other.NextId();
   other.InsertRun(copy);
+  other.Flush();
   EXPECT_EQ(StateOf(weekOld, LocalOleToUnix(f.loop.Now()), "coastdown"), "due");
   ASSERT_EQ(k->StartTest(gQRTXTIASM), gQRTXErrNoError);
   k->StopTest();

@@ -70,6 +70,7 @@ TEST(HistoryRoutes, PagesFollowNewestFirstAndBadRequestsSayWhatIsWrong) {
     row.startUnix = row.endUnix = base + (i == 6 ? 3 : i) * 3600.0;  // two runs share a start
     store.InsertRun(row);
   }
+  store.Flush();
   std::vector<int64_t> seen;
   std::string cursor;
   for (int page = 0; page < 5; ++page) {

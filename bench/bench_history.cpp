@@ -25,8 +25,7 @@
 #include <nlohmann/json.hpp>
 
 #include "runtime/VirtualTimeLoop.hpp"
-#include "server/ServerAssembly.hpp"
-#include "support/TempDir.hpp"
+#include "support/BenchServer.hpp"
 
 namespace tavkelo {
 namespace {
@@ -43,19 +42,12 @@ struct Rig {
   std::unique_ptr<ServerAssembly> server;
 
   explicit Rig(bool history) {
-    ServerOptions options;
-    options.host.programFilePath = folder.MakeDir("bin") + "/TavKeloASM";
-    options.host.iniPath = folder.File("TavKeloASM.INI");
-    options.host.instanceLockPath = folder.File("TavKeloASM.lock");
-    options.host.semaphoreSuffix = ".bench-history." + std::to_string(::getpid());
-    options.host.echoNotices = false;
-    options.simulate = true;
-    options.http.port = 0;
+    ServerOptions options = bench::BenchOptions(folder, "bench-history");
     options.history = history;
     server = std::make_unique<ServerAssembly>(loop, options);
-    if (server->Result() != ServerAssembly::Outcome::Ready || !server->ConnectConsole(1)) {
-      std::fprintf(stderr, "bench_history: the server did not start: %s\n",
-                   server->Error().c_str());
+    bench::RequireReady(*server, "bench_history");
+    if (!server->ConnectConsole(1)) {
+      std::fprintf(stderr, "bench_history: the console did not connect\n");
       std::exit(1);
     }
   }

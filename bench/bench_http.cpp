@@ -18,7 +18,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -26,9 +25,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "runtime/RealTimeLoop.hpp"
-#include "server/ServerAssembly.hpp"
-#include "support/TempDir.hpp"
+#include "support/BenchServer.hpp"
 
 namespace tavkelo {
 namespace {
@@ -37,62 +34,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t kMaxRequestsPerRow = 200'000;
 constexpr int kWarmUpRequests = 200;
-
-// TavKeloASM assembled as its entry point assembles it, every port simulated, the console
-// connected to port 1 so that the poller runs; logging off (RawSetting 0), as in production.
-class InProcessServer {
- public:
-  InProcessServer() {
-    ServerOptions options;
-    options.host.programFilePath = folder_.MakeDir("bin") + "/TavKeloASM";
-    options.host.iniPath = folder_.File("TavKeloASM.INI");
-    options.host.instanceLockPath = folder_.File("TavKeloASM.lock");
-    options.host.semaphoreSuffix = ".bench-http." + std::to_string(::getpid());
-    options.host.echoNotices = false;
-    options.simulate = true;
-    options.http.port = 0;
-    server_ = std::make_unique<ServerAssembly>(loop_, options);
-    if (server_->Result() != ServerAssembly::Outcome::Ready) {
-      std::fprintf(stderr, "bench_http: %s\n", server_->Error().c_str());
-      std::exit(1);
-    }
-    connected_ = server_->ConnectConsole(1);
-    std::promise<void> adopted;
-    thread_ = std::thread([this, &adopted] {
-      loop_.AdoptCurrentThread();
-      adopted.set_value();
-      loop_.Run();
-    });
-    adopted.get_future().wait();
-    std::string error;
-    if (!server_->Serve(error)) {
-      std::fprintf(stderr, "bench_http: %s\n", error.c_str());
-      std::exit(1);
-    }
-  }
-
-  ~InProcessServer() {
-    loop_.Invoke([this] { server_->BeginStop(); });
-    while (!server_->ListenerDone()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    loop_.Invoke([this] { server_->Release(); }, CallKind::CanWait);
-    loop_.Stop();
-    thread_.join();
-    loop_.AdoptCurrentThread();
-    server_.reset();
-  }
-
-  int Port() { return server_->Server().Port(); }
-  bool ConsoleConnected() const { return connected_; }
-  // Completed poll cycles so far (the readings feed publishes one snapshot per cycle).
-  uint64_t PollCycles() { return server_->Server().Feed().Sequence(); }
-
- private:
-  test::TempDir folder_;
-  RealTimeLoop loop_;
-  std::unique_ptr<ServerAssembly> server_;
-  std::thread thread_;
-  bool connected_ = false;
-};
 
 // A cpp-httplib server whose handler does nothing but answer a body of the same shape.
 class EmptyServer {
@@ -226,7 +167,7 @@ int Main(int argc, char** argv) {
   std::printf("bench_http: %s\n  %s; cpp-httplib %s; %.1f s per row (at most %zu requests)\n\n",
               Machine().c_str(), build, CPPHTTPLIB_VERSION, seconds, kMaxRequestsPerRow);
 
-  InProcessServer server;
+  bench::RealTimeServer server("bench-http");
   if (!server.ConsoleConnected()) {
     std::fprintf(stderr, "bench_http: the console did not connect to the simulated dyne\n");
     return 1;

@@ -18,16 +18,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <future>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "runtime/RealTimeLoop.hpp"
-#include "server/ServerAssembly.hpp"
+#include "support/BenchServer.hpp"
 #include "support/LoopbackSocket.hpp"
-#include "support/TempDir.hpp"
 
 extern char** environ;
 
@@ -36,64 +33,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-class InProcessServer {
- public:
-  explicit InProcessServer(const std::string& mqttUrl) {
-    ServerOptions options;
-    options.host.programFilePath = folder_.MakeDir("bin") + "/TavKeloASM";
-    options.host.iniPath = folder_.File("TavKeloASM.INI");
-    options.host.instanceLockPath = folder_.File("TavKeloASM.lock");
-    options.host.semaphoreSuffix = ".bench-telemetry." + std::to_string(::getpid());
-    options.host.echoNotices = false;
-    options.simulate = true;
-    options.http.port = 0;
-    options.mqtt.url = mqttUrl;
-    options.mqtt.station = "bench";
-    options.mqtt.readingsHz = 10;
-    server_ = std::make_unique<ServerAssembly>(loop_, options);
-    if (server_->Result() != ServerAssembly::Outcome::Ready) {
-      std::fprintf(stderr, "bench_telemetry: %s\n", server_->Error().c_str());
-      std::exit(1);
-    }
-    std::promise<void> adopted;
-    thread_ = std::thread([this, &adopted] {
-      loop_.AdoptCurrentThread();
-      adopted.set_value();
-      loop_.Run();
-    });
-    adopted.get_future().wait();
-    // As the entry point connects the console: a call that can wait, run by the loop.
-    if (!loop_.Invoke([this] { return server_->ConnectConsole(1); }, CallKind::CanWait))
-      std::fprintf(stderr, "bench_telemetry: the console did not connect\n");
-    std::string error;
-    if (!server_->Serve(error)) {
-      std::fprintf(stderr, "bench_telemetry: %s\n", error.c_str());
-      std::exit(1);
-    }
-  }
-  ~InProcessServer() {
-    loop_.Invoke([this] { server_->BeginStop(); });
-    while (!server_->ListenerDone()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    loop_.Invoke([this] { server_->Release(); }, CallKind::CanWait);
-    loop_.Stop();
-    thread_.join();
-    loop_.AdoptCurrentThread();
-    server_.reset();
-  }
-  int Port() { return server_->Server().Port(); }
-  // Snapshots the readings feed published: one per completed poll cycle (as bench_http counts).
-  uint64_t PollCycles() { return server_->Server().Feed().Sequence(); }
-  bool BrokerConnected() {
-    return server_->Mqtt() != nullptr && server_->Mqtt()->BrokerConnected();
-  }
-
- private:
-  test::TempDir folder_;
-  RealTimeLoop loop_;
-  std::unique_ptr<ServerAssembly> server_;
-  std::thread thread_;
-};
-
 struct Row {
   double readsPerSecond = 0;
   double cyclesPerSecond = 0;
@@ -101,9 +40,15 @@ struct Row {
 };
 
 Row Measure(const std::string& mqttUrl, double seconds) {
-  InProcessServer server(mqttUrl);
+  bench::RealTimeServer server("bench-telemetry", [&](ServerOptions& options) {
+    options.mqtt.url = mqttUrl;
+    options.mqtt.station = "bench";
+    options.mqtt.readingsHz = 10;
+  });
   const auto settle = Clock::now() + std::chrono::seconds(5);
-  while (!mqttUrl.empty() && !server.BrokerConnected() && Clock::now() < settle)
+  while (!mqttUrl.empty() &&
+         !(server.Assembly().Mqtt() && server.Assembly().Mqtt()->BrokerConnected()) &&
+         Clock::now() < settle)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   httplib::Client client("127.0.0.1", server.Port());
   client.set_tcp_nodelay(true);

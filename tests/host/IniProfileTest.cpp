@@ -172,23 +172,11 @@ TEST_F(IniProfile, ResolvePathComposesDriveFolderNameAndExtension) {
         {"sub/x.ini", "/opt/tavkelo/bin/sub/x.ini"},
         {"/cfg/x.ini", "/cfg/x.ini"},
         {"x.y.z", "/opt/tavkelo/bin/x.y.z"},
+        {"/cfg.d/settings", "/cfg.d/settings.INI"},  // a dot in a folder is no extension
         // A drive with a relative folder lands in the application folder: kept.
         {"D:cfg/x.ini", "D:/opt/tavkelo/bin/cfg/x.ini"}}) {
     EXPECT_EQ(ini.ResolveProfilePath(name, ".INI"), expected) << name;
   }
-}
-
-TEST(SplitProfilePath, TheExtensionStartsAtTheFirstDotAfterTheLastSeparator) {
-  auto parts = clsIniProfile::SplitProfilePath("C:/dir.d/sub/x.y.z");
-  EXPECT_EQ(parts.drive, "C:");
-  EXPECT_EQ(parts.directory, "/dir.d/sub/");
-  EXPECT_EQ(parts.baseName, "x");
-  EXPECT_EQ(parts.extension, ".y.z");
-  auto plain = clsIniProfile::SplitProfilePath("name");
-  EXPECT_EQ(plain.drive, "");
-  EXPECT_EQ(plain.directory, "");
-  EXPECT_EQ(plain.baseName, "name");
-  EXPECT_EQ(plain.extension, "");
 }
 
 TEST_F(IniProfile, AFailedRuntimeProbeShowsItsMessageAndGivesNoPath) {

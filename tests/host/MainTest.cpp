@@ -98,13 +98,6 @@ TEST_F(MainTest, RegistrationSwitchesEndTheStartWithNothingWritten) {
   EXPECT_EQ(test::ReadFile(Ini()), "[LogControl]\r\nRawSetting=63\r\n");
 }
 
-TEST(FindRegistrationSwitch, SearchesTheUpperCasedCommandLine) {
-  EXPECT_EQ(FindRegistrationSwitch("/unreg"), "/UNREG");
-  EXPECT_EQ(FindRegistrationSwitch("-Unregserver"), "-UNREG");
-  EXPECT_EQ(FindRegistrationSwitch("--port 1=sim /regserver"), "/REG");
-  EXPECT_EQ(FindRegistrationSwitch("--simulate"), "");
-}
-
 TEST_F(MainTest, AStartWithoutTheLockEndsAtOnceAndWritesNothing) {
   test::WriteFile(Ini(), "[LogControl]\r\nRawSetting=63\r\n");
   SingleInstanceLock other(dir.File("TavKeloASM.lock"));

@@ -35,14 +35,6 @@ TEST_F(Events, ASignalledEventReturnsZeroAtOnce) {
   events.CloseHandle(h);
 }
 
-TEST_F(Events, AnEventSetByAHandlerEndsTheWait) {
-  int32_t h = events.CreateEvent(true, false, "");
-  loop.CallAfterUs(30'000, [&] { events.SetEvent(h); });
-  EXPECT_EQ(events.MsgWaitEvent(h, 1000), MsgEvents::kWaitObject0);
-  EXPECT_EQ(loop.NowUs(), 30'000);
-  events.CloseHandle(h);
-}
-
 TEST(MsgEvents, DestroyingTheObjectReleasesAWaitOnItsHandle) {
   VirtualTimeLoop loop;
   auto events = std::make_unique<MsgEvents>(loop);
@@ -60,7 +52,9 @@ TEST_F(Events, ClosingAWaitedHandleFailsTheWait) {
   EXPECT_EQ(events.MsgWaitEvent(h, 0), MsgEvents::kWaitFailed);
 }
 
-TEST(MsgEvents, AnEventSignalledByAHandlerThatRanPastTheDeadlineReportsTheTimeOut) {
+// The wait ends as a handler signals the event, as signalled in time or, when the handler ran
+// past the deadline, as timed out.
+TEST(MsgEvents, AnEventSetByAHandlerEndsTheWaitAsSignalledOrPastTheDeadlineAsTimedOut) {
   struct Case {
     uint32_t handlerBusyMs;
     int32_t expected;
@@ -75,6 +69,7 @@ TEST(MsgEvents, AnEventSignalledByAHandlerThatRanPastTheDeadlineReportsTheTimeOu
       events.SetEvent(h);
     });
     EXPECT_EQ(events.MsgWaitEvent(h, 20), c.expected) << c.handlerBusyMs;
+    EXPECT_EQ(loop.NowUs(), (15 + c.handlerBusyMs) * 1000) << "it returns as the event is set";
     events.CloseHandle(h);
   }
 }

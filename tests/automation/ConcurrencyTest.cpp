@@ -8,17 +8,24 @@
 namespace tavkelo {
 namespace {
 
+// Two client objects, both connected (a second object's creation closes the shared port, as it
+// always has), and the poller running.
+class TwoClients : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(a->Connect());
+    b = f.NewInterface();
+    ASSERT_TRUE(b->Connect());
+    f.loop.PumpFor(1500);
+  }
+  test::InterfaceFixture f;
+  std::unique_ptr<clsKeloInterface> a = f.NewInterface(), b;
+};
+
 // Two clients' command chains, posted as the server posts waiting calls, go out one whole chain
 // after the other with nothing else between a chain's parts (the poller is held off), while a
 // reading posted in between is answered during the first chain.
-TEST(TwoClients, CommandChainsNeverInterleaveOnTheWire) {
-  test::InterfaceFixture f;
-  auto a = f.NewInterface();
-  ASSERT_TRUE(a->Connect());
-  auto b =
-      f.NewInterface();  // a second object: its creation closes the shared port, as it always has
-  ASSERT_TRUE(b->Connect());
-  f.loop.PumpFor(1500);
+TEST_F(TwoClients, CommandChainsNeverInterleaveOnTheWire) {
   size_t before = f.RequestCount();
   QRTXErrorConstants ra = gQRTXErrCommError, rb = gQRTXErrCommError;
   bool readDuringA = false;
@@ -54,13 +61,7 @@ TEST(TwoClients, CommandChainsNeverInterleaveOnTheWire) {
 // A start that arrives while another client's disconnect waits on the wire is dispatched as the
 // server dispatches it: it queues behind the disconnect instead of running inside its wait, finds
 // the link closed, and leaves no test behind to hold later starts off.
-TEST(TwoClients, AStartArrivingDuringADisconnectQueuesBehindIt) {
-  test::InterfaceFixture f;
-  auto a = f.NewInterface();
-  ASSERT_TRUE(a->Connect());
-  auto b = f.NewInterface();
-  ASSERT_TRUE(b->Connect());
-  f.loop.PumpFor(1500);
+TEST_F(TwoClients, AStartArrivingDuringADisconnectQueuesBehindIt) {
   const MemberInfo* start = FindMember("StartTest", MemberKind::Method);
   ASSERT_NE(start, nullptr);
   QRTXErrorConstants started = gQRTXErrNoError;

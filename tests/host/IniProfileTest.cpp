@@ -37,20 +37,6 @@ TEST_F(IniProfile, AMissingKeyReturnsTheDefaultAndWritesItBack) {
             "[LogControl]\r\nRawSetting=0\r\n[CommControl]\r\nZeroFillVariableNumber=True\r\n");
 }
 
-TEST_F(IniProfile, AnEmptyValueIsRewrittenWithTheDefault) {
-  SetIni("[Section]\r\nKey=\r\nOther=5\r\n");
-  clsIniProfile ini(env);
-  EXPECT_EQ(ini.GetText("Section", "Key", "fallback"), "fallback");
-  EXPECT_EQ(IniText(), "[Section]\r\nKey=fallback\r\nOther=5\r\n");
-}
-
-TEST_F(IniProfile, SectionsAndKeysIgnoreCaseAndValuesAreTrimmed) {
-  SetIni("[logcontrol]\n  rawsetting =   63  \n");
-  clsIniProfile ini(env);
-  EXPECT_EQ(ini.GetInteger("LogControl", "RawSetting", 0), 63);
-  EXPECT_EQ(ini.GetText("LOGCONTROL", "RAWSETTING", ""), "63");
-}
-
 TEST_F(IniProfile, ANewKeyGoesAtTheEndOfItsSection) {
   SetIni("[A]\r\nx=1\r\n\r\n[B]\r\ny=2\r\n");
   clsIniProfile ini(env);
@@ -59,11 +45,22 @@ TEST_F(IniProfile, ANewKeyGoesAtTheEndOfItsSection) {
   EXPECT_EQ(IniText(), "[A]\r\nx=1\r\nz=3\r\n\r\n[B]\r\nY=4\r\n");
 }
 
-TEST_F(IniProfile, LongValuesAreReadAsTheirFirst199Characters) {
-  std::string longValue(250, 'v');
-  SetIni("[S]\r\nK=" + longValue + "\r\n");
+// Names ignore case, values are trimmed and read as their first 199 characters, and an empty
+// value is rewritten with the default.
+TEST_F(IniProfile, ValuesAreReadTrimmedAndCutAndAnEmptyOneIsRewrittenWithTheDefault) {
+  const std::string before =
+      "[logcontrol]\n  rawsetting =   63  \n[S]\r\nK=" + std::string(250, 'v') +
+      "\r\nE=\r\nOther=5\r\n";
+  SetIni(before);
   clsIniProfile ini(env);
-  EXPECT_EQ(ini.GetText("S", "K", ""), std::string(199, 'v'));
+  EXPECT_EQ(ini.GetInteger("LogControl", "RawSetting", 0), 63);
+  EXPECT_EQ(ini.GetText("LOGCONTROL", "RAWSETTING", ""), "63");
+  EXPECT_EQ(ini.GetText("s", "k", ""), std::string(199, 'v'));
+  EXPECT_EQ(IniText(), before);
+  EXPECT_EQ(ini.GetText("S", "E", "fallback"), "fallback");
+  // The file is written back whole, every line ended by CR LF.
+  EXPECT_EQ(IniText(), "[logcontrol]\r\n  rawsetting =   63  \r\n[S]\r\nK=" +
+                           std::string(250, 'v') + "\r\nE=fallback\r\nOther=5\r\n");
 }
 
 // Integers: the leading number rounded half to even; one beyond an Integer is raised.
@@ -172,23 +169,11 @@ TEST_F(IniProfile, ResolvePathComposesDriveFolderNameAndExtension) {
         {"sub/x.ini", "/opt/tavkelo/bin/sub/x.ini"},
         {"/cfg/x.ini", "/cfg/x.ini"},
         {"x.y.z", "/opt/tavkelo/bin/x.y.z"},
+        {"/cfg.d/settings", "/cfg.d/settings.INI"},  // a dot in a folder is no extension
         // A drive with a relative folder lands in the application folder: kept.
         {"D:cfg/x.ini", "D:/opt/tavkelo/bin/cfg/x.ini"}}) {
     EXPECT_EQ(ini.ResolveProfilePath(name, ".INI"), expected) << name;
   }
-}
-
-TEST(SplitProfilePath, TheExtensionStartsAtTheFirstDotAfterTheLastSeparator) {
-  auto parts = clsIniProfile::SplitProfilePath("C:/dir.d/sub/x.y.z");
-  EXPECT_EQ(parts.drive, "C:");
-  EXPECT_EQ(parts.directory, "/dir.d/sub/");
-  EXPECT_EQ(parts.baseName, "x");
-  EXPECT_EQ(parts.extension, ".y.z");
-  auto plain = clsIniProfile::SplitProfilePath("name");
-  EXPECT_EQ(plain.drive, "");
-  EXPECT_EQ(plain.directory, "");
-  EXPECT_EQ(plain.baseName, "name");
-  EXPECT_EQ(plain.extension, "");
 }
 
 TEST_F(IniProfile, AFailedRuntimeProbeShowsItsMessageAndGivesNoPath) {

@@ -81,13 +81,6 @@ TEST_F(MainTest, RawSettingZeroWritesNoLogAtAll) {
   EXPECT_EQ(earlyHost.LastUpdateTick, earlyHost.TestTimeStartTick);
 }
 
-TEST_F(MainTest, ZeroFillCanBeSwitchedOff) {
-  test::WriteFile(Ini(), "[CommControl]\r\nZeroFillVariableNumber=no\r\n");
-  modMain entry(host);
-  entry.Main("", MainHooks{});
-  EXPECT_FALSE(host.ZeroFillVariableNumber);
-}
-
 TEST_F(MainTest, RegistrationSwitchesEndTheStartWithNothingWritten) {
   test::WriteFile(Ini(), "[LogControl]\r\nRawSetting=63\r\n");
   for (const char* line : {"/unreg", "-REG", "/RegServer", "x -unregister y"}) {
@@ -96,13 +89,6 @@ TEST_F(MainTest, RegistrationSwitchesEndTheStartWithNothingWritten) {
   }
   EXPECT_FALSE(test::FileExists(LogPath()));
   EXPECT_EQ(test::ReadFile(Ini()), "[LogControl]\r\nRawSetting=63\r\n");
-}
-
-TEST(FindRegistrationSwitch, SearchesTheUpperCasedCommandLine) {
-  EXPECT_EQ(FindRegistrationSwitch("/unreg"), "/UNREG");
-  EXPECT_EQ(FindRegistrationSwitch("-Unregserver"), "-UNREG");
-  EXPECT_EQ(FindRegistrationSwitch("--port 1=sim /regserver"), "/REG");
-  EXPECT_EQ(FindRegistrationSwitch("--simulate"), "");
 }
 
 TEST_F(MainTest, AStartWithoutTheLockEndsAtOnceAndWritesNothing) {
@@ -132,10 +118,12 @@ TEST_F(MainTest, AStartWithoutTheLockEndsAtOnceAndWritesNothing) {
   }
 }
 
-TEST_F(MainTest, AnOverflowingLogSettingStartsWithLoggingOff) {
-  test::WriteFile(Ini(), "[LogControl]\r\nRawSetting=40000\r\n");
+TEST_F(MainTest, AnOverflowingLogSettingStartsWithLoggingOffAndZeroFillCanBeSwitchedOff) {
+  test::WriteFile(
+      Ini(), "[LogControl]\r\nRawSetting=40000\r\n[CommControl]\r\nZeroFillVariableNumber=no\r\n");
   modMain entry(host);
   EXPECT_EQ(entry.Main("", MainHooks{}), MainOutcome::Serving);
+  EXPECT_FALSE(host.ZeroFillVariableNumber);
   EXPECT_EQ(host.log.LogControlValue(), 0);
   ASSERT_FALSE(host.notices.Since(0).empty());
   EXPECT_NE(host.notices.Since(0)[0].text.find("-Desc:Overflow"), std::string::npos);

@@ -3,6 +3,7 @@
 #include <random>
 
 #include "support/ReplyFuzzDriver.hpp"
+#include "support/ScriptedController.hpp"
 
 namespace tavkelo {
 namespace {
@@ -37,12 +38,7 @@ TEST(RandomReplies, EveryExchangeEndsWithAResultCode) {
 
 TEST(RandomReplies, TruncatedValidFramesEndWithAResultCode) {
   // A good status frame cut at every length, as the reply to a status request.
-  std::vector<uint8_t> good = {0x02};
-  for (int i = 0; i < 16; ++i) good.push_back('0');
-  good.push_back(0x17);
-  good.push_back('1');
-  good.push_back('5');
-  good.push_back('$');
+  const std::vector<uint8_t> good = test::DataFrame(std::string(16, '0'));
   for (size_t cut = 0; cut <= good.size(); ++cut) {
     std::vector<uint8_t> data = {1, 0};  // "D"
     for (int attempt = 0; attempt < 3; ++attempt) {

@@ -50,12 +50,5 @@ TEST(Units, AWritePendingSlotOnlyConvertsTowardsTheController) {
   EXPECT_EQ(slot.clientUnit, "Inches");
 }
 
-// The settled groups' formats are judged on the wire (the simulator's replies, the encoder's
-// writes); a variable outside them keeps the format chosen for what it holds.
-TEST(Units, AVariableOutsideTheSettledGroupsHasItsOwnFormat) {
-  EXPECT_EQ(FormatDyneValue(226).format, "##0.00");
-  EXPECT_EQ(FormatDyneValue(226).unit, "");
-}
-
 }  // namespace
 }  // namespace tavkelo

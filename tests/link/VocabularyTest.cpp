@@ -22,18 +22,20 @@ TEST(Vocabulary, CommandNamesAndTheAcceptedSet) {
   EXPECT_EQ(valid, 36);
 }
 
-TEST(Vocabulary, VariableNamesCarryTheirNumber) {
+// The variable, reply status and serial event names of the log lines.
+TEST(Vocabulary, VariableReplyStatusAndSerialEventNames) {
   EXPECT_EQ(DyneVariableName(0), "000-VERSION");
   EXPECT_EQ(DyneVariableName(98), "098-15MPH_LOSSES");
   EXPECT_EQ(DyneVariableName(219), "219-??");
   EXPECT_EQ(DyneVariableName(245), "245-??");
-}
-
-TEST(Vocabulary, ReplyStatusNames) {
   const char* names[] = {"Unknown", "Pending", "Timeout", "OverFlow", "NAK", "ACK", "Data"};
   for (int16_t s = 0; s <= 6; ++s) EXPECT_EQ(CommStatusName(s), names[s]);
   EXPECT_EQ(CommStatusName(7), "???");
   EXPECT_EQ(CommStatusName(-1), "???");
+  EXPECT_EQ(CommEventName(1004), "EventFrame (0x03EC)");
+  EXPECT_EQ(CommEventName(2), "EvReceive (0x0002)");
+  EXPECT_EQ(CommEventName(1011), "EventDCB (0x03F3)");
+  EXPECT_EQ(CommEventName(5), "? (0x0005)");
 }
 
 struct RenderCase {
@@ -55,13 +57,6 @@ TEST(Vocabulary, FramesRenderedAsHexAndControlCharacters) {
     EXPECT_EQ(FormatHexBytes(c.bytes.data(), n), c.hex);
     EXPECT_EQ(FormatControlChars(c.bytes.data(), n), c.readable);
   }
-}
-
-TEST(Vocabulary, SerialEventNames) {
-  EXPECT_EQ(CommEventName(1004), "EventFrame (0x03EC)");
-  EXPECT_EQ(CommEventName(2), "EvReceive (0x0002)");
-  EXPECT_EQ(CommEventName(1011), "EventDCB (0x03F3)");
-  EXPECT_EQ(CommEventName(5), "? (0x0005)");
 }
 
 }  // namespace

@@ -15,6 +15,16 @@
 namespace tavkelo {
 namespace {
 
+// The exit status of `child` run in a process of its own.
+template <class F>
+int InAnotherProcess(F child) {
+  const pid_t pid = ::fork();
+  if (pid == 0) ::_exit(child());
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 TEST(NamedSemaphore, KeepsToItsMaximumAndIsSharedByName) {
   std::string name = "KeloInterfaceLock" + test::UniqueSuffix();
   NamedSemaphore::Remove(name);
@@ -34,15 +44,8 @@ TEST(NamedSemaphore, IsVisibleToAnotherProcess) {
   NamedSemaphore::Remove(name);
   NamedSemaphore sem(name, 1, 1);
   ASSERT_TRUE(sem.TryAcquire());
-  pid_t child = ::fork();
-  if (child == 0) {
-    NamedSemaphore other(name, 1, 1);
-    ::_exit(other.TryAcquire() ? 1 : 0);  // must find it taken
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(InAnotherProcess([&] { return NamedSemaphore(name, 1, 1).TryAcquire() ? 1 : 0; }), 0)
+      << "it must find it taken";
   sem.Release();
   NamedSemaphore::Remove(name);
 }
@@ -53,15 +56,12 @@ TEST(SingleInstanceLock, ASecondHolderIsRefusedUntilTheFirstEnds) {
   {
     SingleInstanceLock first(path);
     ASSERT_TRUE(first.TryAcquire());
-    pid_t child = ::fork();
-    if (child == 0) {
-      SingleInstanceLock second(path);
-      // Refused because another holds it, which is not a failure to take it.
-      ::_exit(second.TryAcquire() ? 1 : second.Error() != 0 ? 2 : 0);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    // Refused because another holds it, which is not a failure to take it.
+    EXPECT_EQ(InAnotherProcess([&] {
+                SingleInstanceLock second(path);
+                return second.TryAcquire() ? 1 : second.Error() != 0 ? 2 : 0;
+              }),
+              0);
   }
   EXPECT_FALSE(test::FileExists(path)) << "the holder removes the file as it ends";
   SingleInstanceLock again(path);

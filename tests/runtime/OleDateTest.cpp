@@ -5,7 +5,7 @@
 namespace tavkelo {
 namespace {
 
-TEST(OleDate, KnownDatesAndRoundTrip) {
+TEST(OleDate, KnownDatesRoundTripAndTheProfilesTextForm) {
   EXPECT_DOUBLE_EQ(OleDateFromParts(1899, 12, 30), 0.0);
   EXPECT_DOUBLE_EQ(OleDateFromParts(1900, 1, 1), 2.0);
   EXPECT_DOUBLE_EQ(OleDateFromParts(2000, 1, 1, 12, 0, 0), 36526.5);
@@ -14,9 +14,7 @@ TEST(OleDate, KnownDatesAndRoundTrip) {
   EXPECT_EQ(p.month, 2);
   EXPECT_EQ(p.day, 29);
   EXPECT_EQ(p.second, 58);
-}
-
-TEST(OleDate, ParsesTheProfileFormAndRejectsOtherText) {
+  // The profile's text form.
   auto parsed = ParseOleDate("2020-06-22 14:23:05");
   ASSERT_TRUE(parsed.has_value());
   EXPECT_DOUBLE_EQ(*parsed, OleDateFromParts(2020, 6, 22, 14, 23, 5));

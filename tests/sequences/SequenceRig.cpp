@@ -5,11 +5,47 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 #include "link/DyneVocabulary.hpp"
 #include "sequences/modMath.hpp"
+#include "support/TempDir.hpp"
 
 namespace tavkelo::test {
+
+namespace {
+
+// The log written since the rig was built, one line per "\n", with the 10-character time stamp
+// taken off the stamped lines only: blank-stamped lines and the continuation lines of a
+// multi-line entry stay exactly as written.
+std::string Unstamped(const LinkFixture& f) {
+  const std::string text = f.LogText();
+  std::string out;
+  for (size_t pos = 0; pos < text.size();) {
+    size_t end = text.find("\r\n", pos);
+    if (end == std::string::npos) end = text.size();
+    const std::string line = text.substr(pos, end - pos);
+    bool stamped = line.size() >= 10 && line[6] == '.' && line[9] == '-';
+    for (size_t i : {0, 1, 2, 3, 4, 5, 7, 8}) stamped = stamped && line[i] >= '0' && line[i] <= '9';
+    out += (stamped ? line.substr(10) : line) + "\n";
+    pos = end + 2;
+  }
+  return out;
+}
+
+}  // namespace
+
+void ExpectGoldenLog(const LinkFixture& f, const std::string& name) {
+  const std::string path = std::string(TAVKELO_TEST_DATA_DIR) + "/golden/" + name;
+  const char* update = std::getenv("TAVKELO_UPDATE_GOLDEN");
+  if (update != nullptr && std::string(update) == "1") {
+    WriteFile(path, Unstamped(f));
+    std::printf("golden file written: %s\n", path.c_str());
+    return;
+  }
+  ASSERT_TRUE(FileExists(path)) << path << " is missing; run with TAVKELO_UPDATE_GOLDEN=1";
+  EXPECT_EQ(Unstamped(f), ReadFile(path)) << name;  // a multi-line diff on failure
+}
 
 void ExpectCommands(const std::vector<std::string>& actual,
                     const std::vector<std::string>& expected) {

@@ -23,6 +23,13 @@ namespace tavkelo::test {
 void ExpectCommands(const std::vector<std::string>& actual,
                     const std::vector<std::string>& expected);
 
+// The log written since the fixture was built, time stamps taken off, must match the checked-in
+// tests/data/golden/<name> to the character. After a change that is meant to alter the log,
+// regenerate the files with
+//   TAVKELO_UPDATE_GOLDEN=1 build/<dir>/tests/test_sequences --gtest_filter='*Golden*'
+// and review the difference before committing it.
+void ExpectGoldenLog(const LinkFixture& f, const std::string& name);
+
 // HP that removes the kinetic energy of `weightLb` between two speeds in `seconds`.
 double CoastPowerHp(double topMph, double bottomMph, double seconds, double weightLb);
 

@@ -1,7 +1,7 @@
 // The coastdown test run whole against the controller simulator: with the ASM regulator
 // absorbing the set power in total, each window's actual time lands on the calculated one; the
-// results reach the INI file and come back at the next start; a stop ends the test through
-// PutDyneToSleep.
+// log is the golden one; the results reach the INI file and come back at the next start; a stop
+// ends the test through PutDyneToSleep.
 
 #include <gtest/gtest.h>
 
@@ -28,10 +28,11 @@ class SimCoastdown : public ::testing::Test {
   test::SimRig rig;
 };
 
-TEST_F(SimCoastdown, BothWindowsLandOnTheCalculatedTimeAndTheResultsComeBackAtTheNextStart) {
+TEST_F(SimCoastdown, BothWindowsLandOnTheCalculatedTimeTheGoldenLogAndTheResultsComeBack) {
   rig.Start(test::Coastdown);
   ASSERT_TRUE(rig.RunToEnd(600.0));
   ASSERT_EQ(rig.T().LastTestCompletionStatus, ltcs::Completed);
+  test::ExpectGoldenLog(rig.f, "coastdown.log");
   const float weight = rig.f.ctx->store.BaseInertia;
   EXPECT_NEAR(weight, 2000.0f, 5.0f) << "read from the controller at connect";
   for (int w = 1; w <= 2; ++w) {

@@ -1,6 +1,6 @@
 // The parasitic-loss test run whole against the controller simulator: the losses it finds are
-// the simulator's own loss curve, and a stop during the coast ends it through the remaining
-// windows and PutDyneToSleep.
+// the simulator's own loss curve, its log is the golden one, and a stop during the coast ends it
+// through the remaining windows and PutDyneToSleep.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 namespace tavkelo {
 namespace {
 
-TEST(SimParasitics, RecoversTheSimulatorsLossCurveThroughTheLeastSquaresFit) {
+TEST(SimParasitics, RecoversTheSimulatorsLossCurveAndWritesTheGoldenLog) {
   KeloSimOptions options;
   options.physics.loss = LossCurve{0.0, 0.05, 0.0012, 0.00002};
   test::SimRig rig(options);
@@ -21,6 +21,7 @@ TEST(SimParasitics, RecoversTheSimulatorsLossCurveThroughTheLeastSquaresFit) {
   rig.Start(test::Parasitics);
   ASSERT_TRUE(rig.RunToEnd(400.0));
   ASSERT_EQ(rig.T().LastTestCompletionStatus, ltcs::Completed);
+  test::ExpectGoldenLog(rig.f, "parasitics.log");
   const LossCurve& loss = options.physics.loss;
   const ReadingsStore& s = rig.f.ctx->store;
   for (auto [mph, device] : {std::pair{15.0, s.Losses15Mph}, std::pair{25.0, s.Losses25Mph}}) {

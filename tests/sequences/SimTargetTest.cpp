@@ -19,25 +19,14 @@ struct TargetCase {
   bool belt;
 };
 
+using MM = MachineMode;
 const TargetCase kTargets[] = {
-    {"ConstantManual", test::ConstantTarget, 0, "Constant", {}, MachineMode::Off, false},
-    {"ConstantTorque", test::ConstantTarget, 1, "Constant Load", {"2"}, MachineMode::Torque, false},
-    {"ConstantSpeed",
-     test::ConstantTarget,
-     2,
-     "Constant Speed",
-     {"a", "1"},
-     MachineMode::Speed,
-     true},
-    {"ConstantPower", test::ConstantTarget, 3, "Constant Power", {"4"}, MachineMode::Asm, false},
-    {"Asm", test::Asm, 0, "ASM", {"a", "4"}, MachineMode::Asm, true},
-    {"VehicleSimulation",
-     test::VehicleSimulation,
-     0,
-     "Vehicle Simulation",
-     {"a", "3"},
-     MachineMode::Drive,
-     true},
+    {"ConstantManual", test::ConstantTarget, 0, "Constant", {}, MM::Off, false},
+    {"ConstantTorque", test::ConstantTarget, 1, "Constant Load", {"2"}, MM::Torque, false},
+    {"ConstantSpeed", test::ConstantTarget, 2, "Constant Speed", {"a", "1"}, MM::Speed, true},
+    {"ConstantPower", test::ConstantTarget, 3, "Constant Power", {"4"}, MM::Asm, false},
+    {"Asm", test::Asm, 0, "ASM", {"a", "4"}, MM::Asm, true},
+    {"VehSim", test::VehicleSimulation, 0, "Vehicle Simulation", {"a", "3"}, MM::Drive, true},
 };
 
 class SimTarget : public ::testing::TestWithParam<TargetCase> {

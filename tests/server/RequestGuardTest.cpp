@@ -51,22 +51,25 @@ DyneState StateOf(test::ServerRig& rig) {
 
 TEST(RequestGuard, HostileRequestsAreRefusedBeforeTheyReachTheDyneAndAllowedOnesServed) {
   test::ServerRig rig(Guarded());
-  const std::string bearer = "Bearer " + kControl;
-  Reply created = rig.Serve([&] {
-    return rig.SendWith("POST", "/automation/objects", "{}", {{"Authorization", bearer}});
-  });
+  // `as(t)`: token t alone; `with(h)`: the control token added to `h`.
+  auto as = [](const std::string& token) {
+    return httplib::Headers{{"Authorization", "Bearer " + token}};
+  };
+  auto with = [&](httplib::Headers h) {
+    h.emplace("Authorization", "Bearer " + kControl);
+    return h;
+  };
+  Reply created = rig.RequestWith("POST", "/automation/objects", "{}", as(kControl));
   ASSERT_EQ(created.status, 201) << created.text;
   const std::string o = "/automation/objects/" + created.json["id"].get<std::string>();
   // Connected, so that a command that got through would talk to the dyne.
-  for (const char* call : {"Init", "Connect"}) {
-    Reply r = rig.Serve([&] {
-      return rig.SendWith("POST", o + "/methods/" + call,
-                          *call == 'I' ? R"({"args": [true, 1, 9600, "N"]})" : "{}",
-                          {{"Authorization", bearer}});
-    });
-    ASSERT_EQ(r.status, 200) << r.text;
-  }
-  const std::string own = "127.0.0.1:" + std::to_string(rig.Port());
+  ASSERT_EQ(rig.RequestWith("POST", o + "/methods/Init", R"({"args": [true, 1, 9600, "N"]})",
+                            as(kControl))
+                .status,
+            200);
+  ASSERT_EQ(rig.RequestWith("POST", o + "/methods/Connect", "{}", as(kControl)).json["result"],
+            true);
+  const std::string port = ":" + std::to_string(rig.Port());
   const std::string raise = o + "/methods/RaiseLifts";
   const std::string lifts = R"({"args": [true, false]})";
 
@@ -79,99 +82,56 @@ TEST(RequestGuard, HostileRequestsAreRefusedBeforeTheyReachTheDyneAndAllowedOnes
     int status;
     const char* error;  // the start of the message; "" for an allowed request
   };
-  auto with = [&](httplib::Headers h, bool token = true) {
-    if (token) h.emplace("Authorization", bearer);
-    return h;
-  };
+  const httplib::Headers evilPreflight{{"Origin", "http://evil.example"},
+                                       {"Access-Control-Request-Method", "POST"}};
+  const httplib::Headers listedPreflight{{"Origin", "http://panel.example:8080"},
+                                         {"Access-Control-Request-Method", "POST"}};
+  const httplib::Headers basic{{"Authorization", "Basic " + kControl}};
+  const char* evil = "requests from pages of http://evil.example are not served";
+  const char* wanted = "this server wants a token";
+  const char* invalid = "the token is not valid for this server";
+  const char* readOnly = "the token viewer may only read";
   const Case cases[] = {
       {"cross-site form", "POST", "/api/console/raise-lifts", "a=1",
        with({{"Origin", "http://evil.example"},
              {"Content-Type", "application/x-www-form-urlencoded"}}),
-       403, "requests from pages of http://evil.example are not served"},
+       403, evil},
       {"text/plain body", "POST", raise, lifts, with({{"Content-Type", "text/plain"}}), 415,
        "a request that changes state must send Content-Type: application/json"},
       {"no body type", "DELETE", o, "", with({{"Content-Type", ""}}), 415,
        "a request that changes state must send"},
       {"foreign Host, API", "POST", "/api/console/start", R"({"test": 1})",
-       with({{"Host", "evil.example:" + std::to_string(rig.Port())}}), 421,
-       "this server is not reached as evil.example"},
+       with({{"Host", "evil.example" + port}}), 421, "this server is not reached as evil.example"},
       {"foreign Host, page", "GET", "/", "", with({{"Host", "evil.example"}}), 421,
        "this server is not reached as evil.example"},
       {"foreign Host, stream", "GET", "/api/readings/stream", "",
-       with({{"Host", "rebound.evil.example:" + std::to_string(rig.Port())}}), 421,
+       with({{"Host", "rebound.evil.example" + port}}), 421,
        "this server is not reached as rebound.evil.example"},
       {"own name, other port", "GET", "/api/readings", "", with({{"Host", "localhost:1"}}), 421,
        "this server is not reached as localhost:1"},
-      {"missing token", "POST", raise, lifts, {}, 401, "this server wants a token"},
-      {"missing token, read", "GET", "/api/readings", "", {}, 401, "this server wants a token"},
-      {"missing token, metrics", "GET", "/metrics", "", {}, 401, "this server wants a token"},
-      {"wrong token",
-       "POST",
-       raise,
-       lifts,
-       {{"Authorization", "Bearer " + kControl + "x"}},
-       401,
-       "the token is not valid for this server"},
-      {"not a bearer token",
-       "GET",
-       "/api/readings",
-       "",
-       {{"Authorization", "Basic " + kControl}},
-       401,
-       "the token is not valid for this server"},
-      {"read token, method",
-       "POST",
-       raise,
-       lifts,
-       {{"Authorization", "Bearer " + kRead}},
-       403,
-       "the token viewer may only read"},
-      {"read token, console",
-       "POST",
-       "/api/console/raise-lifts",
-       "{}",
-       {{"Authorization", "Bearer " + kRead}},
-       403,
-       "the token viewer may only read"},
-      {"foreign preflight",
-       "OPTIONS",
-       "/automation/objects",
-       "",
-       {{"Origin", "http://evil.example"}, {"Access-Control-Request-Method", "POST"}},
-       403,
-       "requests from pages of http://evil.example are not served"},
+      {"missing token", "POST", raise, lifts, {}, 401, wanted},
+      {"missing token, read", "GET", "/api/readings", "", {}, 401, wanted},
+      {"missing token, metrics", "GET", "/metrics", "", {}, 401, wanted},
+      {"wrong token", "POST", raise, lifts, as(kControl + "x"), 401, invalid},
+      {"not a bearer token", "GET", "/api/readings", "", basic, 401, invalid},
+      {"read token, method", "POST", raise, lifts, as(kRead), 403, readOnly},
+      {"read token, console", "POST", "/api/console/raise-lifts", "{}", as(kRead), 403, readOnly},
+      {"foreign preflight", "OPTIONS", "/automation/objects", "", evilPreflight, 403, evil},
       // Allowed: reading with either role, the pages without a token, the own and listed
       // origins, the listed host name.
-      {"read token, read",
-       "GET",
-       o + "/properties/Connected",
-       "",
-       {{"Authorization", "Bearer " + kRead}},
-       200,
-       ""},
-      {"read token, metrics",
-       "GET",
-       "/metrics",
-       "",
-       {{"Authorization", "Bearer " + kRead}},
-       200,
-       ""},
+      {"read token, read", "GET", o + "/properties/Connected", "", as(kRead), 200, ""},
+      {"read token, metrics", "GET", "/metrics", "", as(kRead), 200, ""},
       {"page without token", "GET", "/", "", {}, 200, ""},
-      {"own origin", "GET", "/api/readings", "", with({{"Origin", "http://" + own}}), 200, ""},
+      {"own origin", "GET", "/api/readings", "", with({{"Origin", "http://127.0.0.1" + port}}), 200,
+       ""},
       {"listed origin", "GET", "/api/readings", "", with({{"Origin", "http://panel.example:8080"}}),
        200, ""},
-      {"listed preflight",
-       "OPTIONS",
-       "/automation/objects",
-       "",
-       {{"Origin", "http://panel.example:8080"}, {"Access-Control-Request-Method", "POST"}},
-       204,
-       ""},
+      {"listed preflight", "OPTIONS", "/automation/objects", "", listedPreflight, 204, ""},
       {"named host", "GET", "/api/readings", "", with({{"Host", "station.local"}}), 200, ""},
   };
   const DyneState before = StateOf(rig);
   for (const Case& c : cases) {
-    Reply r = rig.Serve([&] { return rig.SendWith(c.method, c.path, c.body, c.headers); });
+    Reply r = rig.RequestWith(c.method, c.path, c.body, c.headers);
     EXPECT_EQ(r.status, c.status) << c.what << "\n" << r.text.substr(0, 200);
     if (c.status >= 400) {
       EXPECT_EQ(r.Error().rfind(c.error, 0), 0u) << c.what << ": " << r.text;
@@ -188,8 +148,8 @@ TEST(RequestGuard, HostileRequestsAreRefusedBeforeTheyReachTheDyneAndAllowedOnes
   const int next = rig.Serve([&] {
     httplib::Client client("127.0.0.1", rig.Port());
     client.set_keep_alive(true);
-    client.Post(raise, {{"Authorization", "Bearer " + kRead}}, lifts, "application/json");
-    auto res = client.Post(o + "/ping", {{"Authorization", bearer}}, "{}", "application/json");
+    client.Post(raise, as(kRead), lifts, "application/json");
+    auto res = client.Post(o + "/ping", as(kControl), "{}", "application/json");
     return res ? res->status : 0;
   });
   EXPECT_EQ(next, 200);
@@ -197,25 +157,23 @@ TEST(RequestGuard, HostileRequestsAreRefusedBeforeTheyReachTheDyneAndAllowedOnes
 
 TEST(RequestGuard, TheDashboardsSessionCookieStandsInForTheTokenUntilSignOut) {
   test::ServerRig rig(Guarded());
-  auto send = [&](const char* method, const std::string& path, const std::string& body,
-                  const httplib::Headers& headers) {
-    return rig.Serve([&] { return rig.SendWith(method, path, body, headers); });
-  };
-  EXPECT_EQ(send("GET", "/api/session", "", {}).json,
+  EXPECT_EQ(rig.RequestWith("GET", "/api/session", "", {}).json,
             (json{{"tokenWanted", true}, {"signedIn", false}, {"insecure", false}}));
-  EXPECT_EQ(send("POST", "/api/session", R"({"token": "guess-guess-guess-guess"})", {}).status,
-            401);
-  Reply in = send("POST", "/api/session", R"({"token": ")" + kRead + R"("})", {});
+  EXPECT_EQ(
+      rig.RequestWith("POST", "/api/session", R"({"token": "guess-guess-guess-guess"})", {}).status,
+      401);
+  Reply in = rig.RequestWith("POST", "/api/session", R"({"token": ")" + kRead + R"("})", {});
   ASSERT_EQ(in.status, 200) << in.text;
   const std::string cookie = in.headers.find("Set-Cookie")->second;
   EXPECT_NE(cookie.find("HttpOnly; SameSite=Strict"), std::string::npos) << cookie;
   const httplib::Headers session{{"Cookie", "theme=dark; " + cookie.substr(0, cookie.find(';'))}};
 
-  EXPECT_EQ(send("GET", "/api/session", "", session).json.value("name", ""), "viewer");
-  EXPECT_EQ(send("GET", "/api/readings", "", session).status, 200);
-  EXPECT_EQ(send("POST", "/api/console/stop", "{}", session).status, 403) << "a read session";
-  EXPECT_EQ(send("DELETE", "/api/session", "", session).status, 200);
-  EXPECT_EQ(send("GET", "/api/readings", "", session).status, 401) << "signed out";
+  EXPECT_EQ(rig.RequestWith("GET", "/api/session", "", session).json.value("name", ""), "viewer");
+  EXPECT_EQ(rig.RequestWith("GET", "/api/readings", "", session).status, 200);
+  EXPECT_EQ(rig.RequestWith("POST", "/api/console/stop", "{}", session).status, 403)
+      << "a read session";
+  EXPECT_EQ(rig.RequestWith("DELETE", "/api/session", "", session).status, 200);
+  EXPECT_EQ(rig.RequestWith("GET", "/api/readings", "", session).status, 401) << "signed out";
 }
 
 TEST(RequestGuard, TheAuditLogHasALineForEachStateChangingRequestWithWhoAndWhatCameOfIt) {
@@ -228,10 +186,7 @@ TEST(RequestGuard, TheAuditLogHasALineForEachStateChangingRequestWithWhoAndWhatC
   const std::string o = rig.NewObject();
   const Reply raised = rig.Request("POST", o + "/methods/RaiseLifts", R"({"args": [true, false]})");
   rig.Request("GET", o + "/properties/Connected");  // a read: not audited
-  rig.Serve([&] {
-    return rig.SendWith("POST", "/api/console/start", R"({"test": 1})",
-                        {{"Content-Type", "text/plain"}});
-  });
+  rig.RequestWith("POST", "/api/console/start", R"({"test": 1})", {{"Content-Type", "text/plain"}});
   rig.Request("DELETE", o);
 
   std::vector<json> lines;

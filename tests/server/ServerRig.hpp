@@ -56,6 +56,10 @@ class ServerRig {
   Reply Request(const std::string& method, const std::string& path, const std::string& body = "") {
     return Serve([&] { return Send(method, path, body); });
   }
+  Reply RequestWith(const std::string& method, const std::string& path, const std::string& body,
+                    const httplib::Headers& headers) {
+    return Serve([&] { return SendWith(method, path, body, headers); });
+  }
   // Lets loop time pass: the poller, the lease timer and the releases run.
   void PassTime(uint32_t ms) { loop_->PumpFor(ms); }
   // Loop time in seconds (read while nothing pumps).

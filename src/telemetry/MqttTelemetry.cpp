@@ -290,6 +290,7 @@ void MqttTelemetry::PublishPending() {
     }
   }
   // Published without the lock: the library may call back from inside a publish.
+  if (onlinePending_ && Publish("status", "online", 1, true, nullptr)) onlinePending_ = false;
   PublishState(stateChanged);
   if (!readings.empty() && Publish("readings", readings, 0, false, nullptr)) {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -337,7 +338,9 @@ void MqttTelemetry::OnConnect(int rc) {
     if (!state_.empty()) statePending_ = true;
   }
   publishedState_.clear();
-  Publish("status", "online", 1, true, nullptr);
+  // Published after the callback: publishing from inside it takes the library's own locks in
+  // an order that its other paths reverse.
+  onlinePending_ = true;
   connected_ = true;
 }
 

@@ -137,6 +137,7 @@ class MqttTelemetry {
 
   // The network thread's own.
   mosquitto* mosq_ = nullptr;
+  bool onlinePending_ = false;  // "online" to publish, after a connect
   std::string loopState_;       // the state as the loop last handed it over
   std::string publishedState_;  // with its parts, as last published ("" after a connect)
   std::vector<nlohmann::json> partValues_;

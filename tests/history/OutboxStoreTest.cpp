@@ -63,7 +63,8 @@ TEST(OutboxStore, AFirstSchemaFileGainsTheOutboxAndEventsOutliveTheStoreNumbered
       ASSERT_TRUE(store.Open(path, nullptr, error)) << error;
       std::vector<StoredEvent> ignored;
       store.TakeOutbox(ignored);
-      for (int64_t seq : round.add) store.AddOutboxEvent(seq, "{\"seq\":" + std::to_string(seq) + "}");
+      for (int64_t seq : round.add)
+        store.AddOutboxEvent(seq, "{\"seq\":" + std::to_string(seq) + "}");
       for (int64_t seq : round.remove) store.RemoveOutboxEvent(seq);
     }  // the store's end writes everything queued
     HistoryStore next;

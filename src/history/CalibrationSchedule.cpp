@@ -22,6 +22,17 @@ std::string UtcText(double unix) {
   return text;
 }
 
+// An item's state, last pass and due date (UTC), and why it is due early.
+nlohmann::json ItemJson(const ScheduleItem& item) {
+  auto utc = [](const std::optional<double>& unix) {
+    return unix ? nlohmann::json(UtcText(*unix)) : nlohmann::json(nullptr);
+  };
+  nlohmann::json j = {
+      {"state", item.state}, {"lastPass", utc(item.lastPass)}, {"due", utc(item.due)}};
+  if (!item.note.empty()) j["note"] = item.note;
+  return j;
+}
+
 }  // namespace
 
 ScheduleConfig ScheduleConfig::Load(const ProfileEnvironment& profile) {
@@ -81,15 +92,10 @@ nlohmann::json CalibrationSchedule::Json(double now) {
   nlohmann::json items = nlohmann::json::array();
   bool overdue = false;
   for (const ScheduleItem& item : Items(now)) {
-    nlohmann::json j = {
-        {"kind", item.kind},
-        {"intervalDays", item.intervalDays},
-        {"state", item.state},
-        {"lastPass",
-         item.lastPass ? nlohmann::json(UtcText(*item.lastPass)) : nlohmann::json(nullptr)},
-        {"due", item.due ? nlohmann::json(UtcText(*item.due)) : nlohmann::json(nullptr)}};
+    nlohmann::json j = ItemJson(item);
+    j["kind"] = item.kind;
+    j["intervalDays"] = item.intervalDays;
     if (item.due) j["secondsToDue"] = *item.due - now;
-    if (!item.note.empty()) j["note"] = item.note;
     overdue = overdue || item.state == "overdue" || item.state == "never_run";
     items.push_back(std::move(j));
   }
@@ -98,6 +104,12 @@ nlohmann::json CalibrationSchedule::Json(double now) {
           {"attention", overdue},
           {"lockOutWhenOverdue", config_.lockOutWhenOverdue},
           {"coastdownTolerancePercent", config_.coastdownTolerancePercent}};
+}
+
+nlohmann::json CalibrationSchedule::StateJson(double now) {
+  nlohmann::json kinds = nlohmann::json::object();
+  for (const ScheduleItem& item : Items(now)) kinds[item.kind] = ItemJson(item);
+  return kinds;
 }
 
 std::string CalibrationSchedule::LockOutReason(double now) {

@@ -53,6 +53,9 @@ class CalibrationSchedule {
   // Runs written so far are counted (the store is flushed first).
   std::vector<ScheduleItem> Items(double nowUnix);
   nlohmann::json Json(double nowUnix);
+  // What the station's state shows: by kind its state, last pass and due date (UTC), and the
+  // note; nothing that changes with every second, so that it changes only when a state does.
+  nlohmann::json StateJson(double nowUnix);
   // Why a target-controlled test may not start now ("" when it may).
   std::string LockOutReason(double nowUnix);
   // Answers the context's start refusal from the loop's clock; the destructor does not remove it,

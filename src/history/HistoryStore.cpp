@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <stdexcept>
@@ -34,6 +35,9 @@ const char* const kMigrations[] = {
     "CREATE TABLE traces (run_id INTEGER PRIMARY KEY REFERENCES runs(id), format INTEGER NOT "
     "NULL, data BLOB NOT NULL);"
     "CREATE TABLE meta (key TEXT PRIMARY KEY, value TEXT NOT NULL);",
+    // 2: the telemetry's events not yet acknowledged by the broker. AUTOINCREMENT makes SQLite
+    // remember the highest number ever stored, so numbering goes on after the table empties.
+    "CREATE TABLE outbox (seq INTEGER PRIMARY KEY AUTOINCREMENT, payload TEXT NOT NULL);",
 };
 static_assert(sizeof kMigrations / sizeof kMigrations[0] == HistoryStore::kSchemaVersion);
 
@@ -181,6 +185,13 @@ bool HistoryStore::Open(const std::string& path, ErrorSink onError, std::string&
       Stmt st(write_, "SELECT COALESCE(MAX(id), 0) FROM runs");
       if (st.Step()) lastId_ = sqlite3_column_int64(st.get(), 0);
     }
+    {
+      Stmt st(write_, "SELECT seq, payload FROM outbox ORDER BY seq");
+      while (st.Step())
+        outboxAtOpen_.push_back(StoredEvent{sqlite3_column_int64(st.get(), 0), Text(st.get(), 1)});
+      Stmt last(write_, "SELECT seq FROM sqlite_sequence WHERE name='outbox'");
+      if (last.Step()) lastOutboxSeq_ = sqlite3_column_int64(last.get(), 0);
+    }
     if (sqlite3_open_v2(path.c_str(), &read_, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX,
                         nullptr) != SQLITE_OK)
       throw std::runtime_error(read_ != nullptr ? sqlite3_errmsg(read_) : "out of memory");
@@ -270,6 +281,29 @@ void HistoryStore::FinishRun(const RunRow& r, std::string trace, int64_t samples
     Stmt tr(db, "INSERT OR REPLACE INTO traces (run_id, format, data) VALUES (?, 1, ?)");
     tr.Bind(1, r.id).BindBlob(2, trace);
     tr.Step();
+  });
+}
+
+int64_t HistoryStore::TakeOutbox(std::vector<StoredEvent>& events) {
+  events = std::move(outboxAtOpen_);
+  outboxAtOpen_.clear();
+  for (const StoredEvent& e : events) lastOutboxSeq_ = std::max(lastOutboxSeq_, e.seq);
+  return lastOutboxSeq_;
+}
+
+void HistoryStore::AddOutboxEvent(int64_t seq, std::string payload) {
+  Queue([seq, payload = std::move(payload)](sqlite3* db) {
+    Stmt st(db, "INSERT OR REPLACE INTO outbox (seq, payload) VALUES (?, ?)");
+    st.Bind(1, seq).Bind(2, payload);
+    st.Step();
+  });
+}
+
+void HistoryStore::RemoveOutboxEvent(int64_t seq) {
+  Queue([seq](sqlite3* db) {
+    Stmt st(db, "DELETE FROM outbox WHERE seq=?");
+    st.Bind(1, seq);
+    st.Step();
   });
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // The station's history: one SQLite file (WAL journal, schema versioned with PRAGMA user_version)
-// holding a row per test and calibration run and each run's trace of poll samples. Writes go to a
+// holding a row per test and calibration run and each run's trace of poll samples, and the
+// telemetry's outbox: the events a broker has not acknowledged yet. Writes go to a
 // writer thread of their own, in batches of one transaction, so a slow or full disk never holds up
 // the loop; a failed write is reported through the error callback and dropped. Reads run on the
 // caller's thread on a connection of their own (WAL lets them run beside the writer).
@@ -52,6 +53,12 @@ struct RunRow {
   std::string source = "recorded";  // or "ini" (imported from the INI file's stored results)
 };
 
+// An event of the telemetry's outbox: its number and its message, as published.
+struct StoredEvent {
+  int64_t seq = 0;
+  std::string payload;
+};
+
 struct RunFilter {
   std::string kind, status;
   std::optional<double> since, until;  // unix seconds, on the start time
@@ -73,7 +80,7 @@ class HistoryStore {
   bool Open(const std::string& path, ErrorSink onError, std::string& error);
   bool IsOpen() const { return read_ != nullptr; }
   const std::string& Path() const { return path_; }
-  static constexpr int kSchemaVersion = 1;
+  static constexpr int kSchemaVersion = 2;
 
   // Queued for the writer.
   void InsertRun(const RunRow& row);  // with its id (NextId())
@@ -81,6 +88,12 @@ class HistoryStore {
   int64_t NextId() { return ++lastId_; }
   // Waits until everything queued so far is written (or failed).
   void Flush();
+  // The outbox as the open found it: its events into `events`, oldest first (handed over once),
+  // and the highest number it ever held (0: none), which the next event's number must pass.
+  int64_t TakeOutbox(std::vector<StoredEvent>& events);
+  // Queued: an event enters the outbox; one leaves it.
+  void AddOutboxEvent(int64_t seq, std::string payload);
+  void RemoveOutboxEvent(int64_t seq);
   // Runs that the start found in progress and marked interrupted.
   int InterruptedAtOpen() const { return interruptedAtOpen_; }
 
@@ -117,6 +130,8 @@ class HistoryStore {
   std::thread writer_;
   int64_t lastId_ = 0;
   int interruptedAtOpen_ = 0;
+  std::vector<StoredEvent> outboxAtOpen_;
+  int64_t lastOutboxSeq_ = 0;
 };
 
 }  // namespace tavkelo

@@ -50,7 +50,20 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
       std::make_unique<AutomationServer>(loop, *engine_, ports_.get(), std::move(options.http));
   server_->AddHistory(History(), schedule_.get());
   if (!options.mqtt.url.empty()) {
-    mqtt_ = std::make_unique<MqttTelemetry>(loop, server_->Monitor(), std::move(options.mqtt));
+    if (History() != nullptr) outbox_ = std::make_unique<HistoryOutbox>(*History());
+    mqtt_ = std::make_unique<MqttTelemetry>(loop, server_->Monitor(), std::move(options.mqtt),
+                                            outbox_.get());
+    if (mqtt_->RestoredEvents() > 0) {
+      host_->log.WriteLog("MQTT: " + std::to_string(mqtt_->RestoredEvents()) +
+                          " event(s) the broker had not acknowledged before the last stop are "
+                          "sent first");
+    }
+    if (schedule_) {
+      // Read on the publisher's thread: the history's reads never run on the loop.
+      mqtt_->AddStatePart("schedule", [schedule = schedule_.get()](double loopNow) {
+        return schedule->StateJson(LocalOleToUnix(loopNow));
+      });
+    }
     if (!mqtt_->Start(error_)) {
       outcome_ = Outcome::BadMqttOptions;
       return;

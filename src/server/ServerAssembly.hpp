@@ -14,6 +14,7 @@
 #include "host/HostContext.hpp"
 #include "host/modMain.hpp"
 #include "server/AutomationServer.hpp"
+#include "server/HistoryOutbox.hpp"
 #include "server/KeloEngine.hpp"
 #include "server/PortMap.hpp"
 #include "sim/KeloSimOptions.hpp"
@@ -103,7 +104,8 @@ class ServerAssembly {
   std::unique_ptr<CalibrationSchedule> schedule_;
   std::unique_ptr<PortMap> ports_;
   std::unique_ptr<AutomationServer> server_;
-  std::unique_ptr<MqttTelemetry> mqtt_;  // after the server: it listens to the server's monitor
+  std::unique_ptr<HistoryOutbox> outbox_;  // the MQTT outbox in the history file
+  std::unique_ptr<MqttTelemetry> mqtt_;    // after the server: it listens to the server's monitor
 };
 
 }  // namespace tavkelo

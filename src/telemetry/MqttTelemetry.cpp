@@ -67,16 +67,31 @@ bool ParseMqttUrl(const std::string& url, MqttAddress& address, std::string& err
   return true;
 }
 
-MqttTelemetry::MqttTelemetry(EventLoop& loop, StationMonitor& monitor, MqttOptions options)
+MqttTelemetry::MqttTelemetry(EventLoop& loop, StationMonitor& monitor, MqttOptions options,
+                             OutboxJournal* journal)
     : loop_(loop),
       monitor_(monitor),
       options_(std::move(options)),
+      journal_(journal),
       readingsTimer_(loop),
       stateTimer_(loop) {
+  if (journal_ != nullptr) {
+    std::vector<OutboxEntry> left;
+    nextSeq_ = journal_->Restore(left) + 1;
+    for (OutboxEntry& e : left) outbox_.push_back(Event{e.seq, std::move(e.payload), -1});
+    restored_ = outbox_.size();
+    while (outbox_.size() > options_.outboxLimit) {
+      journal_->Removed(outbox_.front().seq);
+      outbox_.pop_front();
+      ++dropped_;
+    }
+  }
   listener_ = monitor_.AddEventListener([this](const nlohmann::json& event) { Enqueue(event); });
 }
 
 MqttTelemetry::~MqttTelemetry() {
+  // A last look, so that a run that ended just before the stop is told (or kept for the next).
+  monitor_.Observe();
   monitor_.RemoveEventListener(listener_);
   {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -128,13 +143,23 @@ bool MqttTelemetry::Start(std::string& error) {
 
 // ---- the loop's side -----------------------------------------------------------------------
 
+void MqttTelemetry::AddStatePart(std::string key, StatePart part) {
+  stateParts_.emplace_back(std::move(key), std::move(part));
+  partValues_.emplace_back(nullptr);
+}
+
 void MqttTelemetry::Enqueue(const nlohmann::json& event) {
   nlohmann::json numbered = event;
   numbered["station"] = options_.station;
   std::lock_guard<std::mutex> lock(mutex_);
-  numbered["seq"] = nextSeq_;
-  outbox_.push_back(Event{nextSeq_++, numbered.dump(), -1});
+  const uint64_t seq = nextSeq_++;
+  numbered["seq"] = seq;
+  std::string payload = numbered.dump();
+  // Told under the lock: the acknowledgement's removal cannot overtake the addition.
+  if (journal_ != nullptr) journal_->Added(seq, payload);
+  outbox_.push_back(Event{seq, std::move(payload), -1});
   if (outbox_.size() > options_.outboxLimit) {
+    if (journal_ != nullptr) journal_->Removed(outbox_.front().seq);
     outbox_.pop_front();
     ++dropped_;
   }
@@ -151,6 +176,7 @@ void MqttTelemetry::HandOverReadings() {
 }
 
 void MqttTelemetry::HandOverState() {
+  loopNow_ = loop_.Now();
   std::string state = monitor_.State().dump();
   if (state == lastState_) return;
   lastState_ = state;
@@ -242,13 +268,17 @@ bool MqttTelemetry::Publish(const std::string& leaf, const std::string& payload,
 }
 
 void MqttTelemetry::PublishPending() {
-  std::string readings, state;
+  std::string readings;
+  bool stateChanged = false;
   std::vector<std::pair<uint64_t, std::string>> events;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     if (readingsPending_) readings.swap(readings_);
     readingsPending_ = false;
-    if (statePending_) state = state_;
+    if (statePending_) {
+      loopState_ = state_;
+      stateChanged = true;
+    }
     statePending_ = false;
     size_t inFlight = 0;
     for (const Event& e : outbox_) {
@@ -260,10 +290,8 @@ void MqttTelemetry::PublishPending() {
     }
   }
   // Published without the lock: the library may call back from inside a publish.
-  if (!state.empty() && !Publish("state", state, 1, true, nullptr)) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    statePending_ = true;
-  }
+  if (onlinePending_ && Publish("status", "online", 1, true, nullptr)) onlinePending_ = false;
+  PublishState(stateChanged);
   if (!readings.empty() && Publish("readings", readings, 0, false, nullptr)) {
     std::lock_guard<std::mutex> lock(mutex_);
     ++readingsSent_;
@@ -278,6 +306,28 @@ void MqttTelemetry::PublishPending() {
   }
 }
 
+void MqttTelemetry::PublishState(bool changed) {
+  const auto now = std::chrono::steady_clock::now();
+  if (loopState_.empty() || (!changed && now < nextStateLook_)) return;
+  nextStateLook_ = now + std::chrono::seconds(1);
+  std::string state = loopState_;
+  if (!stateParts_.empty()) {
+    nlohmann::json whole = nlohmann::json::parse(loopState_, nullptr, false);
+    const double loopNow = loopNow_.load();
+    for (size_t i = 0; i < stateParts_.size(); ++i) {
+      // A part that cannot answer now keeps its last answer.
+      try {
+        partValues_[i] = stateParts_[i].second(loopNow);
+      } catch (const std::exception&) {
+      }
+      whole[stateParts_[i].first] = partValues_[i];
+    }
+    state = whole.dump();
+  }
+  if (state != publishedState_ && Publish("state", state, 1, true, nullptr))
+    publishedState_ = std::move(state);
+}
+
 void MqttTelemetry::OnConnect(int rc) {
   if (rc != 0) return;
   {
@@ -287,7 +337,10 @@ void MqttTelemetry::OnConnect(int rc) {
     for (Event& e : outbox_) e.mid = -1;
     if (!state_.empty()) statePending_ = true;
   }
-  Publish("status", "online", 1, true, nullptr);
+  publishedState_.clear();
+  // Published after the callback: publishing from inside it takes the library's own locks in
+  // an order that its other paths reverse.
+  onlinePending_ = true;
   connected_ = true;
 }
 
@@ -302,6 +355,7 @@ void MqttTelemetry::OnPublish(int mid) {
   auto it =
       std::find_if(outbox_.begin(), outbox_.end(), [&](const Event& e) { return e.mid == mid; });
   if (it != outbox_.end()) {
+    if (journal_ != nullptr) journal_->Removed(it->seq);
     outbox_.erase(it);
     ++eventsAcked_;
   }
@@ -315,7 +369,9 @@ void MqttTelemetry::WriteMetrics(MetricsText& out) const {
   out.Sample("tavkelo_mqtt_connected", connected_ ? 1 : 0);
   out.Family("tavkelo_mqtt_connects_total", "Connections the MQTT broker accepted", T::Counter);
   out.Sample("tavkelo_mqtt_connects_total", static_cast<double>(connects_));
-  out.Family("tavkelo_mqtt_outbox_events", "Events waiting for the broker's acknowledgement",
+  out.Family("tavkelo_mqtt_outbox_events",
+             "Events waiting for the broker's acknowledgement (kept in the history file when there "
+             "is one)",
              T::Gauge);
   out.Sample("tavkelo_mqtt_outbox_events", static_cast<double>(outbox_.size()));
   out.Family("tavkelo_mqtt_events_acknowledged_total", "Events the broker acknowledged",

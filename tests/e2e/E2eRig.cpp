@@ -126,4 +126,11 @@ std::string Describe(const ChildProcess& process) {
   return "stdout [" + process.Stdout() + "] stderr [" + process.Stderr() + "]";
 }
 
+std::string Sqlite(const std::string& file, const std::string& sql) {
+  const RunResult r = RunToEnd({"/usr/bin/sqlite3", file, sql}, {}, kTimeout);
+  std::string out = r.out;
+  while (!out.empty() && (out.back() == '\n' || out.back() == '\r')) out.pop_back();
+  return out;
+}
+
 }  // namespace tavkelo::e2e

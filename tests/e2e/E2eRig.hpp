@@ -73,4 +73,7 @@ class E2eRig {
 // What a process said.
 std::string Describe(const ChildProcess& process);
 
+// The sqlite3 shell's answer to `sql` on `file`, without the last line break.
+std::string Sqlite(const std::string& file, const std::string& sql);
+
 }  // namespace tavkelo::e2e

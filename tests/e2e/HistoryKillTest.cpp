@@ -12,13 +12,6 @@
 namespace tavkelo::e2e {
 namespace {
 
-std::string Sqlite(const std::string& file, const std::string& sql) {
-  const RunResult r = RunToEnd({"/usr/bin/sqlite3", file, sql}, {}, kTimeout);
-  std::string out = r.out;
-  while (!out.empty() && (out.back() == '\n' || out.back() == '\r')) out.pop_back();
-  return out;
-}
-
 TEST(HistoryKill, ARunInProgressWhenTheServerIsKilledIsInterruptedAndTheFileIsIntact) {
   E2eRig rig;
   rig.WriteIni(1);
@@ -70,7 +63,7 @@ TEST(HistoryKill, ARunInProgressWhenTheServerIsKilledIsInterruptedAndTheFileIsIn
   EXPECT_NE(schedule.out.find("coastdown       never_run"), std::string::npos) << schedule.out;
   EXPECT_EQ(E2eRig::Stop(server), 0);
   EXPECT_EQ(Sqlite(file, "PRAGMA integrity_check"), "ok");
-  EXPECT_EQ(Sqlite(file, "PRAGMA user_version"), "1");
+  EXPECT_EQ(Sqlite(file, "PRAGMA user_version"), "2");
   EXPECT_EQ(Sqlite(file, "SELECT COUNT(*) FROM runs WHERE status='in_progress'"), "0");
 }
 

@@ -1,6 +1,7 @@
 // What a fleet sees of a station, against the real tools: GET /metrics read by Prometheus's own
 // parser (promtool), and the MQTT telemetry through a real mosquitto broker that the test starts
-// on a free loopback port, stops and starts again, with mosquitto_sub as the subscriber.
+// on a free loopback port, stops and starts again, with mosquitto_sub as the subscriber; and
+// TavKeloASM stopped while the broker is away, whose next start sends what was left first.
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <regex>
@@ -203,6 +205,36 @@ std::vector<nlohmann::json> Events(const ChildProcess& sub) {
   return events;
 }
 
+// The last state (topic .../state) in a subscriber's output; null when none came.
+nlohmann::json LastState(const ChildProcess& sub) {
+  nlohmann::json state;
+  std::istringstream lines(sub.Stdout());
+  std::string line;
+  while (std::getline(lines, line)) {
+    if (line.rfind("tavkelo/lane1/state ", 0) == 0)
+      state = nlohmann::json::parse(line.substr(line.find(' ') + 1));
+  }
+  return state;
+}
+
+std::string UtcText(int64_t unix) {
+  const auto seconds = static_cast<time_t>(unix);
+  struct tm t {};
+  gmtime_r(&seconds, &t);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &t);
+  return text;
+}
+
+// A client object connected to the station, its lifts down.
+std::unique_ptr<RemoteKeloInterface> Connected(AutomationClient& client) {
+  auto k = std::make_unique<RemoteKeloInterface>(client);
+  k->Init(true, 1, 9600, "N");
+  EXPECT_TRUE(k->Connect());
+  EXPECT_EQ(k->LowerLifts(true, false), gQRTXErrNoError);
+  return k;
+}
+
 // Runs a constant-target test from start to end through a client object.
 void RunATest(RemoteKeloInterface& k) {
   ASSERT_EQ(k.StartTest(gQRTXTIConstantTarget), gQRTXErrNoError);
@@ -212,24 +244,39 @@ void RunATest(RemoteKeloInterface& k) {
     std::this_thread::sleep_for(Millis(50));
 }
 
-TEST(Mqtt, StateWillReadingsAndNumberedEventsSurviveABrokerOutage) {
+// Every event once, in order: the numbers run from 1 without a gap, through `runs` tests.
+void ExpectEveryEventInOrder(const std::vector<nlohmann::json>& all, size_t runs) {
+  std::vector<std::string> testEvents;
+  for (size_t i = 0; i < all.size(); ++i) {
+    EXPECT_EQ(all[i]["seq"], i + 1) << all[i];
+    EXPECT_EQ(all[i]["station"], "lane1");
+    const std::string type = all[i]["type"];
+    if (type.rfind("test", 0) == 0) testEvents.push_back(type);
+  }
+  std::vector<std::string> expected;
+  for (size_t r = 0; r < runs; ++r) expected.insert(expected.end(), {"testStarted", "testEnded"});
+  EXPECT_EQ(testEvents, expected);
+  ASSERT_FALSE(all.empty());
+  EXPECT_EQ(all.back()["outcome"], "completed");
+  EXPECT_EQ(all.back()["testName"], "Constant Target");
+}
+
+TEST(Mqtt, StateWillReadingsAndNumberedEventsSurviveABrokerOutageAndARestart) {
   Broker broker;
   broker.Start();
   std::unique_ptr<ChildProcess> sub = broker.Subscribe("fleet", "tavkelo/lane1/#");
   std::this_thread::sleep_for(Millis(300));  // the subscription is in place before anything
   E2eRig rig;
   rig.WriteIni(63);
-  E2eRig::Server server = rig.StartServer(
-      {"--simulate", "--mqtt", broker.Url(), "--station", "lane1", "--mqtt-rate", "10"});
+  const std::vector<std::string> args = {"--simulate", "--mqtt",      broker.Url(), "--station",
+                                         "lane1",      "--mqtt-rate", "10"};
+  const std::string history = rig.DataDir() + "/../TavKeloASM.history.sqlite";
+  E2eRig::Server server = rig.StartServer(args);
   ASSERT_TRUE(sub->WaitForLine("tavkelo/lane1/status online", kTimeout)) << Describe(*sub);
   ASSERT_TRUE(sub->WaitForLine("tavkelo/lane1/readings {", kTimeout)) << Describe(*sub);
-
   AutomationClient client(server.url);
-  RemoteKeloInterface k(client);
-  k.Init(true, 1, 9600, "N");
-  ASSERT_TRUE(k.Connect());
-  ASSERT_EQ(k.LowerLifts(true, false), gQRTXErrNoError);
-  RunATest(k);
+  std::unique_ptr<RemoteKeloInterface> k = Connected(client);
+  RunATest(*k);
   ASSERT_TRUE(sub->WaitForLine("\"type\":\"testEnded\"", kTimeout)) << Describe(*sub);
 
   // A newcomer gets the retained status and state at once.
@@ -244,14 +291,15 @@ TEST(Mqtt, StateWillReadingsAndNumberedEventsSurviveABrokerOutage) {
       retained.out.substr(state + 20, retained.out.find('\n', state) - state - 20));
   EXPECT_EQ(stateJson["connected"], true);
   EXPECT_EQ(stateJson["link"], "up");
+  EXPECT_EQ(stateJson["schedule"]["coastdown"]["state"], "never_run") << stateJson;
 
   // The subscriber leaves (its session stays with the broker), the broker goes away, a test runs
   // meanwhile, the broker comes back, and so does the subscriber.
   sub->Signal(SIGTERM);
   sub->Wait(kTimeout);
-  const std::vector<nlohmann::json> before = Events(*sub);
+  std::vector<nlohmann::json> all = Events(*sub);
   broker.Stop();
-  RunATest(k);
+  RunATest(*k);
   EXPECT_EQ(SampleValue(Scrape(client), "tavkelo_mqtt_connected"), 0);
   broker.Start();
   // The outbox empties into the broker, which keeps the events for the absent subscriber.
@@ -265,29 +313,64 @@ TEST(Mqtt, StateWillReadingsAndNumberedEventsSurviveABrokerOutage) {
   EXPECT_EQ(SampleValue(metrics, "tavkelo_mqtt_events_dropped_total"), 0);
   std::unique_ptr<ChildProcess> again = broker.Subscribe("fleet", "tavkelo/lane1/#");
   ASSERT_TRUE(again->WaitForLine("\"type\":\"testEnded\"", kTimeout)) << Describe(*again);
-
-  // Every event once, in order: the numbers run from 1 without a gap.
-  std::vector<nlohmann::json> all = before;
-  for (const nlohmann::json& e : Events(*again)) all.push_back(e);
-  std::vector<std::string> types;
-  for (size_t i = 0; i < all.size(); ++i) {
-    EXPECT_EQ(all[i]["seq"], i + 1) << all[i];
-    EXPECT_EQ(all[i]["station"], "lane1");
-    types.push_back(all[i]["type"]);
-  }
-  const std::vector<std::string> tests = {"testStarted", "testEnded", "testStarted", "testEnded"};
-  std::vector<std::string> testEvents;
-  for (const std::string& t : types) {
-    if (t.rfind("test", 0) == 0) testEvents.push_back(t);
-  }
-  EXPECT_EQ(testEvents, tests);
-  EXPECT_EQ(all.back()["outcome"], "completed");
-  EXPECT_EQ(all.back()["testName"], "Constant Target");
+  std::vector<nlohmann::json> outage = all;
+  for (const nlohmann::json& e : Events(*again)) outage.push_back(e);
+  ExpectEveryEventInOrder(outage, 2);
 
   // Killed, TavKeloASM cannot say goodbye: the broker publishes its last will.
   server.process->Signal(SIGKILL);
   server.process->Wait(kTimeout);
   EXPECT_TRUE(again->WaitForLine("tavkelo/lane1/status offline", kTimeout)) << Describe(*again);
+  again->Signal(SIGTERM);
+  again->Wait(kTimeout);
+  for (const nlohmann::json& e : Events(*again)) all.push_back(e);
+
+  // Stopped while the broker is away, TavKeloASM leaves what it could not send in the history
+  // file; the next start sends that first and numbers on.
+  broker.Stop();
+  server = rig.StartServer(args);
+  {
+    AutomationClient second(server.url);
+    RunATest(*Connected(second));
+  }
+  ASSERT_EQ(E2eRig::Stop(server), 0) << Describe(*server.process);
+  EXPECT_EQ(Sqlite(history, "SELECT group_concat(json_extract(payload, '$.type')) FROM outbox"),
+            "testStarted,testEnded");
+  // A coastdown passed a day ago: the state says when it falls due.
+  const int64_t dayAgo = static_cast<int64_t>(std::time(nullptr)) - 86400;
+  Sqlite(history,
+         "INSERT INTO runs (kind, status, start_unix, end_unix, passed) VALUES "
+         "('coastdown', 'completed', " +
+             std::to_string(dayAgo) + ", " + std::to_string(dayAgo) + ", 1)");
+  broker.Start();
+  std::unique_ptr<ChildProcess> third = broker.Subscribe("fleet", "tavkelo/lane1/#");
+  server = rig.StartServer(args);
+  ASSERT_TRUE(third->WaitForLine("\"type\":\"testEnded\"", kTimeout)) << Describe(*third);
+  for (const nlohmann::json& e : Events(*third)) all.push_back(e);
+  ExpectEveryEventInOrder(all, 3);
+  EXPECT_EQ(Sqlite(history, "SELECT COUNT(*) FROM outbox"), "0");
+
+  nlohmann::json schedule = LastState(*third)["schedule"];
+  EXPECT_EQ(schedule["coastdown"]["state"], "ok") << schedule;
+  EXPECT_EQ(schedule["coastdown"]["due"], UtcText(dayAgo + 7 * 86400)) << schedule;
+  EXPECT_EQ(schedule["parasitics"]["state"], "never_run") << schedule;
+  EXPECT_EQ(schedule["parasitics"]["due"], nullptr) << schedule;
+  // A parasitics check that falls due within the day, written while the server runs: the state
+  // follows without anything happening on the station.
+  const int64_t almost30Days = dayAgo - 28 * 86400 - 3600;
+  Sqlite(history,
+         "PRAGMA busy_timeout=5000; INSERT INTO runs (kind, status, start_unix, "
+         "end_unix, passed) VALUES ('parasitics', 'completed', " +
+             std::to_string(almost30Days) + ", " + std::to_string(almost30Days) + ", 1)");
+  const auto stateDeadline = Clock::now() + kTimeout;
+  while (LastState(*third)["schedule"]["parasitics"]["state"] != "due" &&
+         Clock::now() < stateDeadline) {
+    std::this_thread::sleep_for(Millis(100));
+  }
+  schedule = LastState(*third)["schedule"];
+  EXPECT_EQ(schedule["parasitics"]["state"], "due") << schedule;
+  EXPECT_EQ(schedule["parasitics"]["due"], UtcText(almost30Days + 30 * 86400)) << schedule;
+  ASSERT_EQ(E2eRig::Stop(server), 0) << Describe(*server.process);
   broker.Stop();
 }
 

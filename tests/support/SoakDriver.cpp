@@ -79,7 +79,11 @@ uint64_t MemoryBytes(bool& heap) {
 //   LoseByte      which counter depends on the byte: a lost STX is a bad start (deviceErrors), a
 //                 lost payload, ETB or checksum byte fails the checksum (checksumErrors), a lost
 //                 "$" or a lost ACK leaves the reply unfinished (timeoutErrors).
-//   CorruptByte   as LoseByte, and an ACK turned into a NAK is a refusal (nakCount).
+//   CorruptByte   as LoseByte, and an ACK turned into a NAK is a refusal (nakCount). A data
+//                 frame whose STX turns into an ACK (0x02 to 0x06) is masked: a lone ACK ends
+//                 any exchange as a success, as the link is documented to take it, so nothing
+//                 moves. Told apart exactly: the exchange succeeded on one received byte while
+//                 the controller had answered its request with a data frame.
 // The kinds whose counter depends on the damaged byte are still held to exactly one counter
 // and one move per spoilt exchange, so summed over the run each counter equals the spoilt
 // exchanges that ended on it; the figures show that split by kind. No counter may move on an
@@ -90,6 +94,7 @@ uint64_t MemoryBytes(bool& heap) {
 struct KindRule {
   std::array<bool, kSoakCounters> may{};
   bool maskedWhenNotApplied = false;  // no counter when the injector applied nothing
+  bool maskedWhenAckForData = false;  // no counter when a lone ACK answered a data request
   bool alwaysMasked = false;
 };
 
@@ -104,6 +109,7 @@ KindRule RuleFor(FaultKind kind) {
       break;
     case FaultKind::CorruptByte:
       allow({SoakCounter::Device, SoakCounter::Checksum, SoakCounter::Timeout, SoakCounter::Nak});
+      r.maskedWhenAckForData = true;
       break;
     case FaultKind::LateReply:
       r.alwaysMasked = true;
@@ -153,7 +159,7 @@ class Soak {
     previousDone_ = f_.ctx->onExchangeDone;
     f_.ctx->onExchangeDone = [this](int32_t result, int64_t us) {
       if (previousDone_) previousDone_(result, us);
-      ExchangeDone();
+      ExchangeDone(result);
     };
     k_ = f_.NewInterface();
     op_ = std::make_unique<ScriptedOperator>(f_.sim, f_.calibrations.Forms());
@@ -186,7 +192,7 @@ class Soak {
   CounterArray Counters() const { return Snapshot(f_.ctx->store.counters); }
   uint64_t Applied(FaultKind kind) { return f_.sim.Faults().Applied(kind); }
 
-  void ExchangeDone();
+  void ExchangeDone(int32_t result);
   void Arm();
   void HangUpStep();
   void SequenceStep();
@@ -245,8 +251,11 @@ class Soak {
   std::streamoff logOffset_ = 0;
 };
 
-void Soak::ExchangeDone() {
+void Soak::ExchangeDone(int32_t result) {
   ++fig_.exchanges;
+  const auto& requests = f_.sim.Requests();
+  const bool ackForData = result == xr::Success && f_.ctx->exchange.ReceiveCount() == 1 &&
+                          !requests.empty() && requests.back().reply == ReplyKind::Data;
   if (armed_) {
     armed_ = false;
     f_.sim.Faults().SetProbability(armedKind_, 0.0);
@@ -257,7 +266,8 @@ void Soak::ExchangeDone() {
     fig_.faultsApplied[kind] += applied;
     Add(fig_.countersByFault[kind], moved);
     const KindRule rule = RuleFor(armedKind_);
-    const bool masked = rule.alwaysMasked || (rule.maskedWhenNotApplied && applied == 0);
+    const bool masked = rule.alwaysMasked || (rule.maskedWhenNotApplied && applied == 0) ||
+                        (rule.maskedWhenAckForData && ackForData);
     if (masked) ++fig_.faultsMasked[kind];
     int total = 0, allowed = 0;
     for (int c = 0; c < kSoakCounters; ++c) {

@@ -46,7 +46,11 @@ bool LoadCellCalibration::OffsetSettled(bool limitInclusive) {
   const int32_t elapsed = TickDiff(r.NowMs, r.StageMarkMs);
   const bool inTime = limitInclusive ? elapsed <= kSettleLimitMs : elapsed < kSettleLimitMs;
   if (!inTime) {
-    // Out of time: the stage closes as on success, and the calibration as aborted.
+    // Out of time: the stage closes as on success, and the calibration as aborted. The log says
+    // why, since nobody asked it to stop.
+    if (!ctx_.test.TestAbortRequest)
+      CalLog("Load cell offset not settled within " + std::to_string(kSettleLimitMs / 1000) +
+             " s: calibration aborted");
     ctx_.test.TestAbortRequest = true;
     return true;
   }

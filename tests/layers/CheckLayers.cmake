@@ -39,6 +39,7 @@ set(LAYER_MAP
   "test_wizards: tavkelo_wizards tavkelo_test_interface GTest::gtest_main"
   "test_telemetry: tavkelo_telemetry tavkelo_test_interface GTest::gtest_main"
   "test_history: tavkelo_history tavkelo_test_interface GTest::gtest_main"
+  "test_soak: tavkelo_automation tavkelo_test_interface GTest::gtest_main"
   "test_server: tavkelo_server tavkelo_test_common GTest::gtest_main"
   "test_e2e: tavkelo_client tavkelo_platform tavkelo_test_common GTest::gtest_main")
 

@@ -127,6 +127,7 @@ TEST(SimLoadCellTimeOut, AnOffsetThatNeverSettlesAbortsAfter150Seconds) {
   EXPECT_GE(off - on, 150000.0);
   EXPECT_LT(off - on, 151000.0);
   EXPECT_EQ(rig.f.ctx->test.LastTestCompletionStatus, 2);
+  EXPECT_EQ(rig.f.LogCount("Load cell offset not settled within 150 s: calibration aborted"), 1);
   EXPECT_EQ(rig.f.sim.Plant().GetLoadCell().GetOffsetMode(), LoadCell::OffsetMode::Normal);
 }
 

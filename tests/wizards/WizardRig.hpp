@@ -1,7 +1,8 @@
 #pragma once
 // Shared pieces of the calibration tests: a stage-level rig (process state and calibrations, no
 // controller: each step is called directly and the command it put on the line is read back), a
-// whole engine with the simulator and an interface object, and a scripted technician.
+// whole engine with the simulator and an interface object (the scripted technician is in
+// support/ScriptedOperator.hpp).
 
 #include <cstdint>
 #include <functional>
@@ -11,6 +12,7 @@
 
 #include "automation/clsKeloInterface.hpp"
 #include "support/InterfaceFixture.hpp"
+#include "support/ScriptedOperator.hpp"
 #include "wizards/CalibrationSequencer.hpp"
 
 namespace tavkelo::test {
@@ -35,21 +37,6 @@ class StageRig {
   CalibrationRecord& record;
   std::vector<std::string> sent;
   float lastValue = 0.0f;  // value of the last "Write Variable"
-};
-
-// Does what the open form asks, then presses Continue when it is shown. `onNewPrompt` runs once
-// for each new first instruction line, before anything is done.
-class ScriptedOperator {
- public:
-  ScriptedOperator(KeloController& sim, WizardForms& forms) : sim_(sim), forms_(forms) {}
-  void Act();
-  std::function<void(WizardForm&)> onNewPrompt;
-
- private:
-  KeloController& sim_;
-  WizardForms& forms_;
-  ScaleSide side_ = ScaleSide::Left;
-  std::string lastPrompt_;
 };
 
 class SimWizardRig {

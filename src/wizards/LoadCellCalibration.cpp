@@ -11,6 +11,9 @@ namespace tavkelo {
 
 namespace {
 constexpr double kNewtonPerLbf = 4.4482197761535645;
+// The error number of a settling stage out of time: the calibration's own, no runtime error is
+// pending.
+constexpr int32_t kSettlingTimedOut = 1001;
 }  // namespace
 
 float LoadCellCalibration::ExpectedTorqueFor(float calWeight, float torqueSpeedFactor) {
@@ -46,11 +49,13 @@ bool LoadCellCalibration::OffsetSettled(bool limitInclusive) {
   const int32_t elapsed = TickDiff(r.NowMs, r.StageMarkMs);
   const bool inTime = limitInclusive ? elapsed <= kSettleLimitMs : elapsed < kSettleLimitMs;
   if (!inTime) {
-    // Out of time: the stage closes as on success, and the calibration as aborted. The log says
-    // why, since nobody asked it to stop.
+    // Out of time: the stage closes as on success, and the calibration as aborted. An error line
+    // says why, since nobody asked it to stop.
     if (!ctx_.test.TestAbortRequest)
-      CalLog("Load cell offset not settled within " + std::to_string(kSettleLimitMs / 1000) +
-             " s: calibration aborted");
+      ctx_.log.LogError(kSettlingTimedOut,
+                        "Load cell offset not settled within " +
+                            std::to_string(kSettleLimitMs / 1000) + " s: calibration aborted",
+                        "PerformLoadCellCalibration", 0);
     ctx_.test.TestAbortRequest = true;
     return true;
   }

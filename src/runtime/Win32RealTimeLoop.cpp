@@ -47,8 +47,8 @@ int64_t RealTimeLoop::ClockUs() const {
 double RealTimeLoop::Now() const {
   SYSTEMTIME local{};
   ::GetLocalTime(&local);
-  double date = OleDateFromParts(local.wYear, local.wMonth, local.wDay, local.wHour,
-                                 local.wMinute, local.wSecond);
+  double date = OleDateFromParts(local.wYear, local.wMonth, local.wDay, local.wHour, local.wMinute,
+                                 local.wSecond);
   return date + static_cast<double>(local.wMilliseconds) / 86'400'000.0;
 }
 

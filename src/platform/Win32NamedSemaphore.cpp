@@ -14,8 +14,8 @@ namespace {
 std::wstring KernelName(const std::string& name) {
   std::string plain = !name.empty() && name[0] == '/' ? name.substr(1) : name;
   if (plain.empty()) return {};
-  int size = ::MultiByteToWideChar(CP_UTF8, 0, plain.data(), static_cast<int>(plain.size()),
-                                   nullptr, 0);
+  int size =
+      ::MultiByteToWideChar(CP_UTF8, 0, plain.data(), static_cast<int>(plain.size()), nullptr, 0);
   std::wstring wide(static_cast<size_t>(size), L'\0');
   ::MultiByteToWideChar(CP_UTF8, 0, plain.data(), static_cast<int>(plain.size()), wide.data(),
                         size);
@@ -29,8 +29,8 @@ HANDLE Sem(void* handle) {
 NamedSemaphore::NamedSemaphore(std::string name, unsigned initial, unsigned maximum)
     : name_(std::move(name)), maximum_(maximum) {
   // Creates it, or opens the existing one (whose counts stay as they are).
-  HANDLE sem = ::CreateSemaphoreW(nullptr, static_cast<LONG>(initial),
-                                  static_cast<LONG>(maximum), KernelName(name_).c_str());
+  HANDLE sem = ::CreateSemaphoreW(nullptr, static_cast<LONG>(initial), static_cast<LONG>(maximum),
+                                  KernelName(name_).c_str());
   if (sem == nullptr)
     throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(),
                             "CreateSemaphore " + name_);

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building (and, with --test, testing) TavKelo needs, when any
-# is missing. Usage: scripts/deps.sh [--test|--format|--fuzz]
+# is missing. Usage: scripts/deps.sh [--test|--format|--fuzz|--windows]
 set -euo pipefail
 
 missing=()
@@ -25,6 +25,13 @@ if [[ "${1:-}" == "--fuzz" ]]; then
   # libFuzzer and the sanitizers' runtimes come with clang's runtime package.
   need_command clang++ clang
   need_package libclang-rt-14-dev
+fi
+if [[ "${1:-}" == "--windows" ]]; then
+  # The Windows build: mingw-w64's compiler with posix threads, its tools (widl, windres), wine to
+  # run the tests, wine's IDL files, and GoogleTest's source to build it for the target.
+  for p in g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev googletest; do
+    need_package "$p"
+  done
 fi
 if [[ "${1:-}" == "--test" ]]; then
   # Browser tests drive Debian's Chromium with playwright-core from npm; the end-to-end tests and

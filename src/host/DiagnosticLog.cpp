@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "host/Notices.hpp"
@@ -76,7 +77,8 @@ std::string DiagnosticLog::LogFolder() const {
   // 3. The temporary folder, created when missing.
   if (folder.empty()) {
     folder = kTempFolder;
-    if (!IsDirectory(folder)) ::mkdir(folder.c_str(), 0777);
+    std::error_code ignored;  // a folder that cannot be made shows when the log is opened
+    if (!IsDirectory(folder)) std::filesystem::create_directory(folder, ignored);
   }
   return folder;
 }

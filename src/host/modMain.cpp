@@ -34,7 +34,11 @@ std::string FileDateText(const std::string& path) {
   if (::stat(path.c_str(), &st) != 0) return "";
   std::tm local{};
   std::time_t t = st.st_mtime;
+#ifdef _WIN32
+  ::localtime_s(&local, &t);
+#else
   ::localtime_r(&t, &local);
+#endif
   double date = OleDateFromParts(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
                                  local.tm_hour, local.tm_min, local.tm_sec);
   return VbFormatDate(date, "yyyy-MM-dd HH:mm:ss");

@@ -1,8 +1,9 @@
 #pragma once
 // A counting semaphore with a name that other processes can open (POSIX named semaphores on
-// Linux). It has no owner thread, so one call chain can take it and a later one give it back.
-// POSIX semaphores have no maximum count; Release() keeps to the maximum given at creation the
-// way the platform's semaphores refuse a release beyond their maximum.
+// Linux, kernel32 semaphores of the same name without the leading "/" on Windows). It has no owner
+// thread, so one call chain can take it and a later one give it back. POSIX semaphores have no
+// maximum count; Release() keeps to the maximum given at creation the way the platform's semaphores
+// refuse a release beyond their maximum.
 
 #include <memory>
 #include <string>

@@ -1,7 +1,8 @@
 #pragma once
-// One server process per machine: an exclusive lock on a file in one machine-wide folder, the
-// same whatever the user and the environment. The lock belongs to the open file, so it ends with
-// the process however the process ends.
+// One server process per machine: on Linux an exclusive lock on a file in one machine-wide folder,
+// the same whatever the user and the environment; on Windows a named mutex in the global
+// namespace, "Global\\<name>" (Win32SingleInstanceLock.cpp). The lock belongs to the open file, so
+// it ends with the process however the process ends.
 
 #include <string>
 #include <vector>
@@ -25,13 +26,26 @@ class SingleInstanceLock {
   // True when this process now holds the lock. False when another process holds it (Error() is
   // then 0) or when the lock file cannot be opened or locked (Error() is the errno).
   bool TryAcquire();
-  bool Held() const { return fd_ >= 0; }
-  int Error() const { return error_; }
-  const std::string& Path() const { return path_; }
+#ifdef _WIN32
+  bool Held() const {
+    return handle_ != nullptr;
+  }
+#else
+  bool Held() const {
+    return fd_ >= 0;
+  }
+#endif
+  int Error() const {
+    return error_;
+  }
+  const std::string& Path() const {
+    return path_;
+  }
 
  private:
   std::string path_;
   int fd_ = -1;
+  void* handle_ = nullptr;  // Windows: the named mutex
   int error_ = 0;
 };
 

@@ -195,6 +195,27 @@ void EventLoop::DispatchFdResult(int watchId, short revents) {
   Dispatch([&] { handler(revents); });
 }
 
+int EventLoop::WatchHandle(void* handle, HandleHandler handler) {
+  int id = nextWatchId_++;
+  handleWatches_.emplace(id, HandleWatch{handle, std::move(handler)});
+  return id;
+}
+
+void EventLoop::UnwatchHandle(int watchId) {
+  handleWatches_.erase(watchId);
+}
+
+void EventLoop::DispatchHandle(int watchId) {
+  auto it = handleWatches_.find(watchId);
+  if (it == handleWatches_.end()) return;
+  HandleHandler handler = it->second.handler;  // the handler may unwatch itself
+  Dispatch([&] { handler(); });
+}
+
+void EventLoop::RunHandler(const Task& fn) {
+  Dispatch(fn);
+}
+
 bool EventLoop::PumpOnce(uint32_t maxWaitMs) {
   if (RunReady()) return true;
   int64_t deadline = ClockUs() + static_cast<int64_t>(maxWaitMs) * 1000;

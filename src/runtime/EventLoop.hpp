@@ -136,6 +136,14 @@ class EventLoop {
   void SetFdEvents(int watchId, short events);
   void UnwatchFd(int watchId);
 
+  // ---- kernel handles (Windows) ---------------------------------------------------------------
+  // The handler runs on the loop each time the handle is signalled (an event, a semaphore, a
+  // process). The loop waits on it as it is: the owner resets a manual-reset event, and unwatches
+  // the handle before closing it. At most 62 handles at a time.
+  using HandleHandler = std::function<void()>;
+  int WatchHandle(void* handle, HandleHandler handler);
+  void UnwatchHandle(int watchId);
+
  protected:
   EventLoop();
   virtual int64_t ClockUs() const = 0;
@@ -154,6 +162,15 @@ class EventLoop {
   const std::map<int, FdWatch>& FdWatches() const { return fdWatches_; }
   // Runs the handlers of descriptors that poll(2) reported ready.
   void DispatchFdResult(int watchId, short revents);
+  struct HandleWatch {
+    void* handle;
+    HandleHandler handler;
+  };
+  const std::map<int, HandleWatch>& HandleWatches() const { return handleWatches_; }
+  // Runs the handler of a handle that the wait found signalled.
+  void DispatchHandle(int watchId);
+  // Runs a platform handler (a window procedure, a thread message) as one of the loop's handlers.
+  void RunHandler(const Task& fn);
   // True when a posted call could run now (calls that can wait are held back inside a wait).
   bool HasPosted() const;
 
@@ -192,6 +209,7 @@ class EventLoop {
 
   int nextWatchId_ = 1;
   std::map<int, FdWatch> fdWatches_;
+  std::map<int, HandleWatch> handleWatches_;
 };
 
 template <class F>

@@ -1,6 +1,10 @@
 #include "runtime/VirtualTimeLoop.hpp"
 
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <poll.h>
+#endif
 
 #include <chrono>
 #include <vector>
@@ -24,7 +28,15 @@ void VirtualTimeLoop::Wake() {
 }
 
 void VirtualTimeLoop::WaitForEvents(int64_t deadlineUs) {
-  // Descriptors (rare in virtual time) are looked at without letting time pass.
+  // Descriptors and handles (rare in virtual time) are looked at without letting time pass.
+#ifdef _WIN32
+  for (const auto& [id, watch] : HandleWatches()) {
+    if (::WaitForSingleObject(watch.handle, 0) == WAIT_OBJECT_0) {
+      DispatchHandle(id);
+      return;
+    }
+  }
+#else
   if (!FdWatches().empty()) {
     std::vector<pollfd> fds;
     std::vector<int> ids;
@@ -37,6 +49,7 @@ void VirtualTimeLoop::WaitForEvents(int64_t deadlineUs) {
       return;
     }
   }
+#endif
   if (HasPosted() || StopRequested()) return;
   if (deadlineUs != kForever) {
     if (deadlineUs > nowUs_) nowUs_ = deadlineUs;

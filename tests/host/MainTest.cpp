@@ -102,8 +102,11 @@ TEST_F(MainTest, AStartWithoutTheLockEndsAtOnceAndWritesNothing) {
   };
   const Case cases[] = {
       {"another process holds it", dir.File("TavKeloASM.lock"), MainOutcome::AlreadyRunning},
+#ifndef _WIN32
+      // A lock file needs its folder; the Windows mutex has none.
       {"its folder is missing", dir.File("no-such-folder/TavKeloASM.lock"),
        MainOutcome::LockUnavailable},
+#endif
   };
   for (const Case& c : cases) {
     HostOptions options = host.options;

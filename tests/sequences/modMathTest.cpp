@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 #include "SequenceRig.hpp"
 #include "sequences/modMath.hpp"
@@ -32,7 +33,7 @@ TEST(TorqueSpeedFactor, ReplacesADiameterOutside6_5To10_5InchesBy8_555) {
     const float k = modMath::TorqueSpeedFactor(diameter);
     EXPECT_EQ(diameter, used) << given;
     // 5252 x 60 x pi: HP = torque x rpm / 5252 with rpm = mph x 63360 / 60 / (pi d).
-    const double fromRpm = static_cast<double>(used) * 5252.0 * 60.0 * M_PI / 63360.0;
+    const double fromRpm = static_cast<double>(used) * 5252.0 * 60.0 * std::numbers::pi / 63360.0;
     EXPECT_NEAR(k, fromRpm, fromRpm * 1e-6) << given;
   }
 }

@@ -1,7 +1,11 @@
 #include "support/TempDir.hpp"
 
+#ifdef _WIN32
+#include <process.h>
+#else
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 #include <atomic>
 #include <cstdlib>
@@ -13,9 +17,21 @@
 namespace tavkelo::test {
 
 TempDir::TempDir() {
+#ifdef _WIN32
+  // No mkdtemp: a name of the process and a counter, made afresh until one is new.
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    auto candidate = std::filesystem::temp_directory_path() / ("tavkelo-test" + UniqueSuffix());
+    if (std::filesystem::create_directory(candidate)) {
+      path_ = candidate.string();
+      return;
+    }
+  }
+  throw std::runtime_error("no temporary folder could be made");
+#else
   std::string pattern = (std::filesystem::temp_directory_path() / "tavkelo-test-XXXXXX").string();
   if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
   path_ = pattern;
+#endif
 }
 
 TempDir::~TempDir() {
@@ -47,7 +63,12 @@ bool FileExists(const std::string& path) {
 
 std::string UniqueSuffix() {
   static std::atomic<int> counter{0};
-  return "." + std::to_string(::getpid()) + "." + std::to_string(counter++);
+#ifdef _WIN32
+  const int pid = ::_getpid();
+#else
+  const int pid = ::getpid();
+#endif
+  return "." + std::to_string(pid) + "." + std::to_string(counter++);
 }
 
 }  // namespace tavkelo::test

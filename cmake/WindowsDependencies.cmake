@@ -1,0 +1,34 @@
+# The Windows build's libraries. Debian has no mingw packages of them, so:
+# - the header-only ones (nlohmann-json, CLI11) come from a folder of their own in the build tree
+#   that holds just them, never the whole of the build machine's /usr/include;
+# - GoogleTest and GoogleMock are built for the target from Debian's source package.
+find_package(Threads REQUIRED)
+
+set(TAVKELO_HEADER_ONLY_DIR ${CMAKE_BINARY_DIR}/header-only)
+file(MAKE_DIRECTORY ${TAVKELO_HEADER_ONLY_DIR})
+foreach(folder nlohmann CLI)
+  if(NOT EXISTS /usr/include/${folder})
+    message(FATAL_ERROR "/usr/include/${folder} is missing: run scripts/deps.sh")
+  endif()
+  file(CREATE_LINK /usr/include/${folder} ${TAVKELO_HEADER_ONLY_DIR}/${folder} SYMBOLIC)
+endforeach()
+add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED)
+target_include_directories(nlohmann_json::nlohmann_json SYSTEM INTERFACE ${TAVKELO_HEADER_ONLY_DIR})
+add_library(CLI11::CLI11 INTERFACE IMPORTED)
+target_include_directories(CLI11::CLI11 SYSTEM INTERFACE ${TAVKELO_HEADER_ONLY_DIR})
+
+if(TAVKELO_BUILD_TESTS)
+  set(TAVKELO_GTEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest's source (Debian's googletest)")
+  if(NOT EXISTS ${TAVKELO_GTEST_SOURCE}/CMakeLists.txt)
+    message(FATAL_ERROR "${TAVKELO_GTEST_SOURCE} is missing: run scripts/deps.sh --windows")
+  endif()
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
+  add_subdirectory(${TAVKELO_GTEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+  foreach(lib gtest gtest_main gmock gmock_main)
+    if(NOT TARGET GTest::${lib})
+      add_library(GTest::${lib} ALIAS ${lib})
+    endif()
+  endforeach()
+  include(GoogleTest)
+endif()

@@ -1,0 +1,23 @@
+# The Windows build's tests run under wine (CMAKE_CROSSCOMPILING_EMULATOR) in a prefix of the build
+# tree's own. A setup fixture makes the prefix and starts a persistent wineserver, so each test
+# program starts warm; the cleanup fixture stops it. Each test program is one CTest test: starting
+# wine once per test case would cost a second each.
+set(WINE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/wine-prefix.sh)
+set(WINE_LOG_DIR ${CMAKE_BINARY_DIR}/wine-logs)
+
+add_test(NAME Wine.Prefix COMMAND ${WINE_SCRIPT} start ${TAVKELO_WINEPREFIX} ${WINE_LOG_DIR})
+set_tests_properties(Wine.Prefix PROPERTIES FIXTURES_SETUP wine LABELS wine TIMEOUT 180)
+add_test(NAME Wine.Stop COMMAND ${WINE_SCRIPT} stop ${TAVKELO_WINEPREFIX} ${WINE_LOG_DIR})
+set_tests_properties(Wine.Stop PROPERTIES FIXTURES_CLEANUP wine LABELS wine TIMEOUT 60)
+
+# tavkelo_wine_test(<test program> <label>): the whole program as one test under wine. GoogleTest's
+# closing line is required, so a program that wine ends early does not pass for want of failures.
+function(tavkelo_wine_test target label)
+  add_test(NAME ${target} COMMAND ${target})
+  set_tests_properties(${target} PROPERTIES
+    FIXTURES_REQUIRED wine
+    LABELS "${label};wine"
+    TIMEOUT 600
+    PASS_REGULAR_EXPRESSION "\\[  PASSED  \\] [0-9]+ tests?\\."
+    FAIL_REGULAR_EXPRESSION "\\[  FAILED  \\]")
+endfunction()

@@ -36,8 +36,8 @@ TEST(Win32RealTimeLoop, HandlesWindowAndThreadMessagesWakeItAndRunAsHandlers) {
   windowClass.hInstance = ::GetModuleHandleW(nullptr);
   windowClass.lpszClassName = L"TavKeloLoopTest";
   ASSERT_NE(::RegisterClassW(&windowClass), 0);
-  HWND window = ::CreateWindowExW(0, L"TavKeloLoopTest", L"", 0, 0, 0, 0, 0, HWND_MESSAGE,
-                                  nullptr, windowClass.hInstance, nullptr);
+  HWND window = ::CreateWindowExW(0, L"TavKeloLoopTest", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                  windowClass.hInstance, nullptr);
   ASSERT_NE(window, nullptr);
   ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&seen));
   loop.OnThreadMessage([&](unsigned message, uintptr_t wParam, intptr_t) {

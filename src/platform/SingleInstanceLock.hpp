@@ -44,8 +44,11 @@ class SingleInstanceLock {
 
  private:
   std::string path_;
-  int fd_ = -1;
-  void* handle_ = nullptr;  // Windows: the named mutex
+#ifdef _WIN32
+  void* handle_ = nullptr;  // the named mutex
+#else
+  int fd_ = -1;  // the locked file
+#endif
   int error_ = 0;
 };
 

@@ -15,14 +15,6 @@
 
 namespace tavkelo {
 
-namespace {
-int64_t SteadyUs() {
-  return std::chrono::duration_cast<std::chrono::microseconds>(
-             std::chrono::steady_clock::now().time_since_epoch())
-      .count();
-}
-}  // namespace
-
 RealTimeLoop::RealTimeLoop() {
   wakeFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
   if (wakeFd_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
@@ -34,10 +26,6 @@ RealTimeLoop::RealTimeLoop() {
 RealTimeLoop::~RealTimeLoop() {
   Close();
   if (wakeFd_ >= 0) ::close(wakeFd_);
-}
-
-int64_t RealTimeLoop::ClockUs() const {
-  return SteadyUs() - originUs_;
 }
 
 double RealTimeLoop::Now() const {

@@ -45,6 +45,8 @@ class RealTimeLoop final : public EventLoop {
 #else
   int wakeFd_ = -1;
 #endif
+  // The steady clock in microseconds, on both platforms (RealTimeLoopClock.cpp).
+  static int64_t SteadyUs();
   // True while the loop waits: only then does a post need to signal the wake-up object.
   std::atomic<bool> sleeping_{false};
   int64_t originUs_ = 0;

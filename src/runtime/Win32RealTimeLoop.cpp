@@ -13,11 +13,6 @@
 namespace tavkelo {
 
 namespace {
-int64_t SteadyUs() {
-  return std::chrono::duration_cast<std::chrono::microseconds>(
-             std::chrono::steady_clock::now().time_since_epoch())
-      .count();
-}
 
 // Messages dispatched in one go at most, so a window that keeps posting to itself cannot keep
 // timers and handles from their turn.
@@ -38,10 +33,6 @@ RealTimeLoop::RealTimeLoop() {
 RealTimeLoop::~RealTimeLoop() {
   Close();
   if (wakeEvent_ != nullptr) ::CloseHandle(wakeEvent_);
-}
-
-int64_t RealTimeLoop::ClockUs() const {
-  return SteadyUs() - originUs_;
 }
 
 double RealTimeLoop::Now() const {

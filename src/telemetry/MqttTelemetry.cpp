@@ -80,11 +80,7 @@ MqttTelemetry::MqttTelemetry(EventLoop& loop, StationMonitor& monitor, MqttOptio
     nextSeq_ = journal_->Restore(left) + 1;
     for (OutboxEntry& e : left) outbox_.push_back(Event{e.seq, std::move(e.payload), -1});
     restored_ = outbox_.size();
-    while (outbox_.size() > options_.outboxLimit) {
-      journal_->Removed(outbox_.front().seq);
-      outbox_.pop_front();
-      ++dropped_;
-    }
+    DropBeyondLimit();
   }
   listener_ = monitor_.AddEventListener([this](const nlohmann::json& event) { Enqueue(event); });
 }
@@ -158,7 +154,12 @@ void MqttTelemetry::Enqueue(const nlohmann::json& event) {
   // Told under the lock: the acknowledgement's removal cannot overtake the addition.
   if (journal_ != nullptr) journal_->Added(seq, payload);
   outbox_.push_back(Event{seq, std::move(payload), -1});
-  if (outbox_.size() > options_.outboxLimit) {
+  DropBeyondLimit();
+}
+
+void MqttTelemetry::DropBeyondLimit() {
+  // A full outbox makes room by dropping its oldest events, in the journal too.
+  while (outbox_.size() > options_.outboxLimit) {
     if (journal_ != nullptr) journal_->Removed(outbox_.front().seq);
     outbox_.pop_front();
     ++dropped_;

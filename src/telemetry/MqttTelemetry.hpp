@@ -94,6 +94,7 @@ class MqttTelemetry {
   };
 
   void Enqueue(const nlohmann::json& event);
+  void DropBeyondLimit();  // under mutex_ (or before the network thread starts)
   void HandOverReadings();
   void HandOverState();
   void Run();

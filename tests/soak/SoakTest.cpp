@@ -30,38 +30,12 @@ TEST(Soak, ADayOnTheLineKeepsEveryPromise) {
   const SoakFigures fig = RunSoak(options);
   std::cout << fig.Report();
 
-  // No exchange stuck, every counter move accounted for, every run closed with its reason.
+  // The driver judges as it goes and records each breach: a call past its bound, a spoilt
+  // exchange that moved other than its one counter (kind by kind, nothing when masked), a counter
+  // move that no spoilt exchange or hang-up accounts for, a run closed without its reason.
   EXPECT_TRUE(fig.violations.empty())
       << fig.violations.size()
       << " breaches, the first: " << (fig.violations.empty() ? "" : fig.violations[0]);
-  EXPECT_LE(fig.worstCommandUs, kCallBoundUs);
-  EXPECT_LE(fig.worstPropertyUs, kCallBoundUs);
-  // Kind by kind: every spoilt exchange that is not masked moved one counter, and the kinds with
-  // one way to fail moved theirs; all moves together are the faults' and the hang-ups'.
-  struct Expect {
-    FaultKind kind;
-    SoakCounter counter;
-  };
-  for (const Expect& e :
-       {Expect{FaultKind::Nak, SoakCounter::Nak}, Expect{FaultKind::Silence, SoakCounter::Timeout},
-        Expect{FaultKind::WrongChecksum, SoakCounter::Checksum}}) {
-    const size_t k = static_cast<size_t>(e.kind);
-    EXPECT_EQ(fig.countersByFault[k][static_cast<size_t>(e.counter)],
-              static_cast<int64_t>(fig.faultEvents[k] - fig.faultsMasked[k]))
-        << SoakCounterName(static_cast<int>(e.counter));
-  }
-  EXPECT_EQ(fig.faultsMasked[static_cast<size_t>(FaultKind::LateReply)],
-            fig.faultEvents[static_cast<size_t>(FaultKind::LateReply)]);
-  CounterArray attributed = fig.countersByHangUps;
-  for (int kind = 0; kind < kFaultKinds; ++kind) {
-    int64_t moved = 0;
-    for (int c = 0; c < kSoakCounters; ++c) {
-      moved += fig.countersByFault[kind][c];
-      attributed[c] += fig.countersByFault[kind][c];
-    }
-    EXPECT_EQ(moved, static_cast<int64_t>(fig.faultEvents[kind] - fig.faultsMasked[kind])) << kind;
-  }
-  EXPECT_EQ(fig.countersTotal, attributed);
   // The run did what it claims: faults of every kind, on about 1% of the frames; hang-ups each
   // followed by a reconnect; sequences both completed and aborted.
   for (int kind = 0; kind < kFaultKinds; ++kind) EXPECT_GT(fig.faultEvents[kind], 0u) << kind;

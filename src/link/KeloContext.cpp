@@ -1,8 +1,6 @@
 #include "link/KeloContext.hpp"
 
-#ifndef _WIN32
-#include "platform/TermiosSerialChannel.hpp"
-#endif
+#include "platform/SerialDevices.hpp"
 
 namespace tavkelo {
 
@@ -38,13 +36,7 @@ void KeloContext::ReleaseSemaphores() {
 
 std::unique_ptr<SerialChannel> OpenDefaultPort(EventLoop& loop, int16_t port) {
   if (port < 1) return nullptr;
-#ifdef _WIN32
-  // The Win32 comm channel is not there yet: no COM port opens, as if none existed.
-  (void)loop;
-  return nullptr;
-#else
-  return std::make_unique<TermiosSerialChannel>(loop, "/dev/ttyS" + std::to_string(port - 1));
-#endif
+  return MakeSerialChannel(loop, PortDevice(port));
 }
 
 }  // namespace tavkelo

@@ -1,5 +1,7 @@
 #include "platform/TcpSerialChannel.hpp"
 
+#include "platform/SerialDevices.hpp"
+
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -13,23 +15,9 @@
 
 namespace tavkelo {
 
-bool TcpSerialChannel::ParseAddress(const std::string& address, std::string& host,
-                                    std::string& port) {
-  std::string rest = address;
-  const std::string scheme = "socket://";
-  if (rest.rfind(scheme, 0) == 0) rest = rest.substr(scheme.size());
-  size_t colon = rest.rfind(':');
-  if (colon == std::string::npos || colon == 0 || colon + 1 >= rest.size()) return false;
-  host = rest.substr(0, colon);
-  if (host.size() > 2 && host.front() == '[' && host.back() == ']')
-    host = host.substr(1, host.size() - 2);
-  port = rest.substr(colon + 1);
-  return true;
-}
-
 TcpSerialChannel::TcpSerialChannel(EventLoop& loop, std::string address) : FdSerialChannel(loop) {
   SetName(address);
-  if (!ParseAddress(address, host_, port_)) host_.clear();
+  if (!ParseSocketAddress(address, host_, port_)) host_.clear();
 }
 
 int TcpSerialChannel::OpenFd() {

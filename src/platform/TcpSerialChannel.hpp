@@ -10,7 +10,6 @@ class TcpSerialChannel final : public FdSerialChannel {
  public:
   // `address` is "socket://host:port" or "host:port".
   TcpSerialChannel(EventLoop& loop, std::string address);
-  static bool ParseAddress(const std::string& address, std::string& host, std::string& port);
 
  protected:
   int OpenFd() override;

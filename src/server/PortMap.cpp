@@ -2,8 +2,7 @@
 
 #include <cctype>
 
-#include "platform/TcpSerialChannel.hpp"
-#include "platform/TermiosSerialChannel.hpp"
+#include "platform/SerialDevices.hpp"
 
 namespace tavkelo {
 
@@ -33,7 +32,7 @@ bool PortMap::AddMapping(const std::string& mapping, std::string& error) {
   std::string device = mapping.substr(eq + 1);
   if (device.rfind("socket://", 0) == 0) {
     std::string host, tcpPort;
-    if (!TcpSerialChannel::ParseAddress(device, host, tcpPort)) {
+    if (!ParseSocketAddress(device, host, tcpPort)) {
       error = "expected socket://host:port, got '" + device + "'";
       return false;
     }
@@ -90,8 +89,7 @@ std::unique_ptr<SerialChannel> PortMap::Open(int16_t port) {
     Simulator(port);
     return simulators_.at(port).line->HostPort();
   }
-  if (device.rfind("socket://", 0) == 0) return std::make_unique<TcpSerialChannel>(loop_, device);
-  return std::make_unique<TermiosSerialChannel>(loop_, device);
+  return MakeSerialChannel(loop_, device);
 }
 
 }  // namespace tavkelo

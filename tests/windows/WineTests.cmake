@@ -21,3 +21,15 @@ function(tavkelo_wine_test target label)
     PASS_REGULAR_EXPRESSION "\\[  PASSED  \\] [0-9]+ tests?\\."
     FAIL_REGULAR_EXPRESSION "\\[  FAILED  \\]")
 endfunction()
+
+# The Win32 comm channel on a COM port that wine maps to a Linux pseudo-terminal, against the Linux
+# simulator, and the same session through the Linux build: the simulator's request logs must be
+# the same frame by frame. The Linux programs come from the normal build.
+set(TAVKELO_LINUX_BUILD ${PROJECT_SOURCE_DIR}/build/default CACHE PATH
+    "The Linux build whose kelo-sim and kelo-wire-session the COM-port test runs")
+add_test(NAME Wine.ComPortSession
+         COMMAND ${CMAKE_CURRENT_LIST_DIR}/com-port-session.sh ${TAVKELO_WINEPREFIX} ${WINE_LOG_DIR}
+                 $<TARGET_FILE:kelo-wire-session> ${TAVKELO_LINUX_BUILD}
+                 ${CMAKE_BINARY_DIR}/com-port-session)
+set_tests_properties(Wine.ComPortSession PROPERTIES
+  FIXTURES_REQUIRED wine LABELS "platform;wine" TIMEOUT 120 SKIP_RETURN_CODE 77)

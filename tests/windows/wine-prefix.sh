@@ -12,14 +12,26 @@ case "$action" in
   start)
     # A persistent server first, so that the services wineboot starts (which would otherwise be
     # started by the first test program, holding CTest's pipes open) stay up for every test.
+    mkdir -p "$WINEPREFIX"
+    # A server left running by an earlier run would refuse to start a second one.
+    wineserver -k </dev/null >/dev/null 2>&1 || true
+    wineserver -w </dev/null >/dev/null 2>&1 || true
     wineserver -p </dev/null >"$logs/wineserver.out" 2>"$logs/wineserver.err"
     # Without 32-bit wine, wineboot reports the missing syswow64 and fails; the 64-bit prefix it
-    # makes is whole all the same, as its registry shows.
+    # makes is whole all the same, as its registry shows (checked below).
     wineboot -i </dev/null >"$logs/wineboot.out" 2>"$logs/wineboot.err" || true
+    # COM1 is the symbolic link "com1" in the prefix, which a serial test points at the
+    # pseudo-terminal it serves; wine reads its port map when its server starts, so once more.
+    wine reg add 'HKLM\Software\Wine\Ports' /v COM1 /t REG_SZ /d "$WINEPREFIX/com1" /f \
+      </dev/null >>"$logs/wineboot.out" 2>>"$logs/wineboot.err"
+    wineserver -k </dev/null >>"$logs/wineserver.out" 2>>"$logs/wineserver.err" || true
+    wineserver -w </dev/null >>"$logs/wineserver.out" 2>>"$logs/wineserver.err" || true
+    # The registry is on disk once the first server has ended.
     if [[ ! -f "$WINEPREFIX/system.reg" ]]; then
       echo "wineboot made no prefix in $WINEPREFIX; see $logs/wineboot.err" >&2
       exit 1
     fi
+    wineserver -p </dev/null >>"$logs/wineserver.out" 2>>"$logs/wineserver.err"
     echo "wine prefix ready: $WINEPREFIX"
     ;;
   stop)

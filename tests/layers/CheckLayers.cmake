@@ -15,6 +15,7 @@ set(LAYER_MAP
   "tavkelo_automation: tavkelo_sequences tavkelo_members"
   "tavkelo_wizards: tavkelo_link"
   "tavkelo_sim: tavkelo_link"
+  "tavkelo_com: tavkelo_automation tavkelo_members oleaut32 ole32 uuid"
   "tavkelo_telemetry: tavkelo_link tavkelo_members nlohmann_json::nlohmann_json PkgConfig::MOSQUITTO"
   "tavkelo_history: tavkelo_link nlohmann_json::nlohmann_json SQLite::SQLite3"
   "tavkelo_server: tavkelo_history tavkelo_telemetry tavkelo_automation tavkelo_wizards tavkelo_sim PkgConfig::HTTPLIB nlohmann_json::nlohmann_json CLI11::CLI11"
@@ -40,6 +41,7 @@ set(LAYER_MAP
   "test_wizards: tavkelo_wizards tavkelo_test_interface GTest::gtest_main"
   "test_telemetry: tavkelo_telemetry tavkelo_test_interface GTest::gtest_main"
   "test_history: tavkelo_history tavkelo_test_interface GTest::gtest_main"
+  "test_com: tavkelo_com tavkelo_test_interface GTest::gtest_main"
   "test_soak: tavkelo_automation tavkelo_test_interface GTest::gtest_main"
   "test_server: tavkelo_server tavkelo_test_common GTest::gtest_main"
   "test_e2e: tavkelo_client tavkelo_platform tavkelo_test_common GTest::gtest_main")

@@ -110,8 +110,9 @@ TEST(KeloDispatch, LateBoundCallsConvertTheirArgumentsAndWriteByReferenceResults
   // A property put takes the classic coercions: a text "False", then the number -1 (True).
   for (auto [value, expected] :
        {std::pair{Bstr(L"False"), false}, std::pair{Of(VT_I2, -1), true}}) {
-    EXPECT_EQ(Invoke(d, L"AutoUpdateEnabled", DISPATCH_PROPERTYPUT, {value}, {DISPID_PROPERTYPUT}).hr,
-              S_OK);
+    EXPECT_EQ(
+        Invoke(d, L"AutoUpdateEnabled", DISPATCH_PROPERTYPUT, {value}, {DISPID_PROPERTYPUT}).hr,
+        S_OK);
     EXPECT_EQ(direct.AutoUpdateEnabled(), expected);
   }
 
@@ -126,7 +127,8 @@ TEST(KeloDispatch, LateBoundCallsConvertTheirArgumentsAndWriteByReferenceResults
   // By reference: a script's Variant gets the declared Single, a typed Double reference its own
   // type; the two left out are allowed. The values are the ones a direct call reads.
   float twd = 0, fwd = 0, twdUnseen = 0, fwdUnseen = 0;
-  QRTXErrorConstants expectedError = direct.GetParasiticsAtSpeed(15.0f, twd, fwd, twdUnseen, fwdUnseen);
+  QRTXErrorConstants expectedError =
+      direct.GetParasiticsAtSpeed(15.0f, twd, fwd, twdUnseen, fwdUnseen);
   VARIANT scriptVariable;
   VariantInit(&scriptVariable);
   double typedDouble = -1;

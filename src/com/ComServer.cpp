@@ -43,7 +43,10 @@ class ComServer::ClassFactory final : public IClassFactory {
 };
 
 ComServer::ComServer(EventLoop& loop, MakeObject make, std::function<void()> onIdle)
-    : loop_(loop), make_(std::move(make)), onIdle_(std::move(onIdle)), factory_(new ClassFactory(*this)) {}
+    : loop_(loop),
+      make_(std::move(make)),
+      onIdle_(std::move(onIdle)),
+      factory_(new ClassFactory(*this)) {}
 
 ComServer::~ComServer() {
   if (pending_ != 0) loop_.Cancel(pending_);
@@ -58,11 +61,12 @@ IClassFactory* ComServer::Factory() {
 bool ComServer::Offer(const CLSID& clsid) {
   clsid_ = clsid;
   offeredOnce_ = true;
-  HRESULT hr = ::CoRegisterClassObject(clsid, factory_, CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE,
-                                       &cookie_);
+  HRESULT hr =
+      ::CoRegisterClassObject(clsid, factory_, CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE, &cookie_);
   if (FAILED(hr)) {
     cookie_ = 0;
-    error_ = "the class cannot be offered to COM: " + Win32ErrorText(static_cast<unsigned long>(hr));
+    error_ =
+        "the class cannot be offered to COM: " + Win32ErrorText(static_cast<unsigned long>(hr));
     return false;
   }
   return true;

@@ -21,3 +21,21 @@ function(tavkelo_wine_test target label)
     PASS_REGULAR_EXPRESSION "\\[  PASSED  \\] [0-9]+ tests?\\."
     FAIL_REGULAR_EXPRESSION "\\[  FAILED  \\]")
 endfunction()
+
+# tavkelo_wine_server_test(): TavKeloASM.exe and kelo.exe as a station runs them, whole
+# (server-under-wine.sh), compared with the Linux server of the default preset when it is built.
+function(tavkelo_wine_server_test)
+  set(TAVKELO_LINUX_SERVER ${PROJECT_SOURCE_DIR}/build/default/src/TavKeloASM CACHE FILEPATH
+      "The Linux server whose start-up log lines the Windows server's are compared with")
+  add_test(NAME Wine.Server
+           COMMAND ${CMAKE_COMMAND} -E env WINEPREFIX=${TAVKELO_WINEPREFIX}
+                   ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/server-under-wine.sh
+                   $<TARGET_FILE_DIR:TavKeloASM> ${CMAKE_BINARY_DIR}/server-under-wine
+                   ${WINE_LOG_DIR}/server ${TAVKELO_LINUX_SERVER})
+  set_tests_properties(Wine.Server PROPERTIES
+    FIXTURES_REQUIRED wine
+    LABELS "server;wine"
+    TIMEOUT 300
+    PASS_REGULAR_EXPRESSION "server-under-wine: [1-9][0-9]* passed, 0 failed"
+    FAIL_REGULAR_EXPRESSION "FAILED:")
+endfunction()

@@ -17,15 +17,14 @@ class SignalWatcher {
   ~SignalWatcher();
   SignalWatcher(const SignalWatcher&) = delete;
   SignalWatcher& operator=(const SignalWatcher&) = delete;
+#ifdef _WIN32
+  // Hands a stop request to the loop (any thread): the console's handler and the window's.
+  void Request(int signal);
+#endif
 
  private:
   EventLoop& loop_;
 #ifdef _WIN32
- public:
-  // The stop request as the loop sees it (any thread).
-  void Request(int signal);
-
- private:
   std::function<void(int)> onSignal_;
   void* window_ = nullptr;  // the hidden top-level window that WM_CLOSE reaches
 #else

@@ -71,5 +71,7 @@ class SerialChannel {
 
 // Parses the baud rate out of a settings text such as "9600,N,8,1" (0 when there is none).
 int SettingsBaudRate(const std::string& settings);
+// The rates a port can be opened at: 300, 1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200.
+bool IsStandardBaudRate(int baud);
 
 }  // namespace tavkelo

@@ -1,6 +1,7 @@
 #include "sim/KeloController.hpp"
 
 #include <cmath>
+#include <cstdio>
 #include <memory>
 
 #include "link/DyneVocabulary.hpp"
@@ -343,6 +344,20 @@ std::optional<double> KeloController::ReadVariable(uint8_t variable, bool sample
   return std::nullopt;
 }
 
+std::string RequestName(const ReceivedRequest& r) {
+  std::string name(1, static_cast<char>(r.command));
+  if (r.command == 'E' || r.command == 'F') {
+    char number[8];
+    std::snprintf(number, sizeof number, "%03d", r.variable);
+    name += number;
+  }
+  if (r.command == 'F') {
+    size_t blank = r.valueText.find(' ');
+    name += "=" + (blank == std::string::npos ? r.valueText : r.valueText.substr(0, blank));
+  }
+  return name;
+}
+
 void KeloController::LogRequest(const FramerEvent& event, ReplyKind kind) {
   ReceivedRequest entry;
   entry.atUs = loop_.NowUs();
@@ -350,6 +365,7 @@ void KeloController::LogRequest(const FramerEvent& event, ReplyKind kind) {
   entry.variable = event.variable;
   entry.valueText = event.valueText;
   entry.reply = kind;
+  if (onRequest_) onRequest_(entry);
   requests_.push_back(std::move(entry));
   while (requests_.size() > options_.requestLogLimit && !requests_.empty()) requests_.pop_front();
 }

@@ -42,6 +42,10 @@ struct ReceivedRequest {
   ReplyKind reply = ReplyKind::None;
 };
 
+// A request as its log shows it: the command letter, a variable's three digits, a written value
+// ("D", "E001", "F000=4127.00", "5").
+std::string RequestName(const ReceivedRequest& request);
+
 struct ControllerCounters {
   uint64_t requests = 0;  // frames that got an answer decided (including refused ones)
   uint64_t acks = 0;
@@ -68,6 +72,10 @@ class KeloController {
   // Called (from the loop) when the attached channel reports that the other end went away; the
   // controller has let go of the channel by then.
   void SetOnLineLost(std::function<void()> handler) { onLineLost_ = std::move(handler); }
+  // Told of each request as it is logged.
+  void SetOnRequest(std::function<void(const ReceivedRequest&)> handler) {
+    onRequest_ = std::move(handler);
+  }
 
   // A power cycle of the controller: the set-up memory, calibrations and everything physical
   // stay; modes, targets, stop watches, distance, write access and a pending reply are gone.
@@ -122,6 +130,7 @@ class KeloController {
   std::vector<uint8_t> lastFrame_;
   std::set<EventLoop::ScheduleId> pending_;
   std::deque<ReceivedRequest> requests_;
+  std::function<void(const ReceivedRequest&)> onRequest_;
   ControllerCounters counters_;
 };
 

@@ -25,7 +25,7 @@ SimTcpListener::~SimTcpListener() {
   if (client_) controller_.Detach();
   client_.reset();
   if (watch_ != 0) loop_.UnwatchFd(watch_);
-  if (listenFd_ >= 0) ::close(listenFd_);
+  if (listenSocket_ >= 0) ::close(static_cast<int>(listenSocket_));
 }
 
 bool SimTcpListener::Listen(const std::string& host, uint16_t port) {
@@ -36,24 +36,24 @@ bool SimTcpListener::Listen(const std::string& host, uint16_t port) {
     error_ = "not an IPv4 address: " + host;
     return false;
   }
-  listenFd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (listenFd_ < 0) {
+  int listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (listenFd < 0) {
     error_ = std::string("socket: ") + std::strerror(errno);
     return false;
   }
   int yes = 1;
-  ::setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-  if (::bind(listenFd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
-      ::listen(listenFd_, 4) != 0) {
+  ::setsockopt(listenFd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  if (::bind(listenFd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
+      ::listen(listenFd, 4) != 0) {
     error_ = "cannot listen on " + host + ":" + std::to_string(port) + ": " + std::strerror(errno);
-    ::close(listenFd_);
-    listenFd_ = -1;
+    ::close(listenFd);
     return false;
   }
   socklen_t len = sizeof addr;
-  ::getsockname(listenFd_, reinterpret_cast<sockaddr*>(&addr), &len);
+  ::getsockname(listenFd, reinterpret_cast<sockaddr*>(&addr), &len);
   port_ = ntohs(addr.sin_port);
-  watch_ = loop_.WatchFd(listenFd_, POLLIN, [this](short) { OnAcceptReady(); });
+  listenSocket_ = listenFd;
+  watch_ = loop_.WatchFd(listenFd, POLLIN, [this](short) { OnAcceptReady(); });
   std::weak_ptr<bool> alive = alive_;
   controller_.SetOnLineLost([this, alive] {
     if (alive.lock()) OnClientLost();
@@ -65,7 +65,7 @@ void SimTcpListener::OnAcceptReady() {
   for (;;) {
     sockaddr_in peer{};
     socklen_t len = sizeof peer;
-    int fd = ::accept4(listenFd_, reinterpret_cast<sockaddr*>(&peer), &len,
+    int fd = ::accept4(static_cast<int>(listenSocket_), reinterpret_cast<sockaddr*>(&peer), &len,
                        SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) return;  // nothing more waiting (or a transient error)
     if (client_) {

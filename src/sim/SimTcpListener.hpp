@@ -11,7 +11,7 @@
 namespace tavkelo {
 
 class EventLoop;
-class FdSerialChannel;
+class SerialChannel;
 class KeloController;
 
 class SimTcpListener {
@@ -37,11 +37,14 @@ class SimTcpListener {
 
   EventLoop& loop_;
   KeloController& controller_;
-  int listenFd_ = -1;
+  intptr_t listenSocket_ = -1;  // a descriptor on Linux, a SOCKET on Windows
+#ifdef _WIN32
+  void* acceptEvent_ = nullptr;
+#endif
   int watch_ = 0;
   uint16_t port_ = 0;
   std::string error_;
-  std::unique_ptr<FdSerialChannel> client_;
+  std::unique_ptr<SerialChannel> client_;
   std::function<void(const std::string&)> onEvent_;
   // Lets a line-lost call already posted to the loop find out that this listener is gone.
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

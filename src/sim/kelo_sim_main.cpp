@@ -1,114 +1,29 @@
-// kelo-sim: a simulated Kelo dyne controller on a pseudo-terminal or a TCP port, with operator
-// commands on standard input.
-
-#include <poll.h>
-#include <signal.h>
-#include <sys/signalfd.h>
-#include <sys/stat.h>
-#include <unistd.h>
+// kelo-sim: a simulated Kelo dyne controller on a pseudo-terminal, a serial device or a TCP port,
+// with operator commands on standard input.
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdio>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "platform/FdSerialChannel.hpp"
-#include "platform/PseudoTerminal.hpp"
+#include "platform/SerialDevices.hpp"
 #include "runtime/RealTimeLoop.hpp"
 #include "sim/KeloController.hpp"
 #include "sim/OperatorConsole.hpp"
+#include "sim/SimProcessIo.hpp"
 #include "sim/SimTcpListener.hpp"
+
+#ifndef _WIN32
+#include "platform/FdSerialChannel.hpp"
+#include "platform/PseudoTerminal.hpp"
+#endif
 
 using namespace tavkelo;
 
 namespace {
-
-// Turns SIGINT and SIGTERM into a stop of the loop between handlers.
-class StopOnSignals {
- public:
-  explicit StopOnSignals(EventLoop& loop) : loop_(loop) {
-    // A background job may have inherited SIGINT as ignored; an ignored signal never reaches the
-    // signalfd, so both get their default disposition back (blocked, they still kill nothing).
-    ::signal(SIGINT, SIG_DFL);
-    ::signal(SIGTERM, SIG_DFL);
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    ::sigprocmask(SIG_BLOCK, &set, nullptr);
-    fd_ = ::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
-    if (fd_ >= 0) watch_ = loop_.WatchFd(fd_, POLLIN, [this](short) { OnSignal(); });
-  }
-  ~StopOnSignals() {
-    if (watch_ != 0) loop_.UnwatchFd(watch_);
-    if (fd_ >= 0) ::close(fd_);
-  }
-
- private:
-  void OnSignal() {
-    signalfd_siginfo info{};
-    while (::read(fd_, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
-    }
-    loop_.Stop();
-  }
-  EventLoop& loop_;
-  int fd_ = -1;
-  int watch_ = 0;
-};
-
-// Operator lines from standard input. At the end of input the tool quits when the input was a
-// terminal or a pipe (the operator or the program driving us is gone); after a file or /dev/null
-// it keeps serving. A background job that may not read its terminal stops reading it instead.
-class StdinCommands {
- public:
-  StdinCommands(EventLoop& loop, OperatorConsole& console) : loop_(loop), console_(console) {
-    struct stat st {};
-    quitAtEnd_ =
-        ::isatty(0) || (::fstat(0, &st) == 0 && (S_ISFIFO(st.st_mode) || S_ISSOCK(st.st_mode)));
-    watch_ = loop_.WatchFd(0, POLLIN, [this](short revents) { OnReadable(revents); });
-  }
-  ~StdinCommands() { Stop(); }
-
- private:
-  void Stop() {
-    if (watch_ != 0) loop_.UnwatchFd(watch_);
-    watch_ = 0;
-  }
-  void OnReadable(short) {
-    char buf[1024];
-    ssize_t n = ::read(0, buf, sizeof buf);
-    if (n < 0 && (errno == EAGAIN || errno == EINTR)) return;
-    if (n <= 0) {
-      Stop();
-      if (n == 0 && quitAtEnd_) loop_.Stop();
-      return;
-    }
-    pending_.append(buf, static_cast<size_t>(n));
-    for (size_t eol; (eol = pending_.find('\n')) != std::string::npos;) {
-      std::string line = pending_.substr(0, eol);
-      pending_.erase(0, eol + 1);
-      if (!line.empty() && line.back() == '\r') line.pop_back();
-      OperatorConsole::Result result = console_.Execute(line);
-      if (!result.text.empty())
-        std::cout << result.text << (result.text.back() == '\n' ? "" : "\n");
-      std::cout.flush();
-      if (result.quit) {
-        loop_.Stop();
-        Stop();
-        return;
-      }
-    }
-  }
-
-  EventLoop& loop_;
-  OperatorConsole& console_;
-  int watch_ = 0;
-  bool quitAtEnd_ = true;
-  std::string pending_;
-};
 
 bool ParseHostPort(const std::string& text, std::string& host, uint16_t& port) {
   auto colon = text.rfind(':');
@@ -134,22 +49,30 @@ int main(int argc, char** argv) {
 
   CLI::App app{
       "kelo-sim: a simulated Kelo chassis-dyne controller. It serves the controller's serial\n"
-      "protocol on a new pseudo-terminal (the default; the device path is printed) or on a TCP\n"
-      "port, with the physics of the rolls, absorber, load cell, scales and lifts behind it.\n"
+      "protocol on a new pseudo-terminal (the default on Linux; the device path is printed), on\n"
+      "a serial device or on a TCP port, with the physics of the rolls, absorber, load cell, "
+      "scales and lifts behind it.\n"
       "Operator commands (weights 3, device on, scale left 60, fault motor, status, help, quit)\n"
-      "are read from standard input. SIGINT or SIGTERM ends it.",
+      "are read from standard input. SIGINT or SIGTERM (Ctrl+C) ends it.",
       "kelo-sim"};
   app.get_formatter()->column_width(34);
 
   std::string tcp;
+  std::string device;
   int baud = 9600;
   bool pace = false;
   bool noStdin = false;
+  std::string requestLog;
   std::vector<std::string> setValues;
   app.add_option("--tcp", tcp,
                  "serve on TCP instead of a pseudo-terminal: [ADDR:]PORT (ADDR defaults to "
                  "127.0.0.1; port 0 picks one)");
-  app.add_option("--baud", baud, "baud rate used for --pace (10 bits a byte)")
+  auto* deviceOption = app.add_option(
+      "--device", device,
+      "serve on an existing serial device instead: the far end of a null-modem cable "
+      "(/dev/ttyUSB0, COM2), opened at --baud");
+  deviceOption->excludes("--tcp");
+  app.add_option("--baud", baud, "baud rate of --device and of --pace (10 bits a byte)")
       ->check(CLI::Range(50, 1000000))
       ->capture_default_str();
   app.add_flag("--pace", pace,
@@ -157,6 +80,9 @@ int main(int argc, char** argv) {
   app.add_option("--turnaround-us", options.line.turnaroundUs,
                  "microseconds from a request to its reply")
       ->capture_default_str();
+  app.add_option("--request-log", requestLog,
+                 "append each request received to FILE, a line each: milliseconds since start "
+                 "and the request (D, E001, F000=4127.00)");
   app.add_flag("--no-stdin", noStdin, "read no operator commands (for running in the background)");
 
   auto* dyne = "Dyne";
@@ -242,30 +168,29 @@ int main(int argc, char** argv) {
   faults.lateReplyUs = lateMs * 1000;
   physics.loadCell.noiseSeed = faults.seed;
   if (pace) options.line.bytePacingUs = 10'000'000 / baud;
-  ::signal(SIGPIPE, SIG_IGN);
-  ::signal(SIGTTIN,
-           SIG_IGN);  // a background job's read of the terminal fails instead of stopping it
 
   RealTimeLoop loop;
   KeloController controller(loop, options);
-  StopOnSignals signals(loop);
-
-  PseudoTerminal pty;
-  std::unique_ptr<FdSerialChannel> ptyChannel;
-  std::unique_ptr<SimTcpListener> listener;
-  if (tcp.empty()) {
-    if (!pty.Open()) {
-      std::cerr << "kelo-sim: cannot create a pseudo-terminal: " << pty.Error() << "\n";
+  SimProcessIo process(loop);
+  std::ofstream requests;
+  if (!requestLog.empty()) {
+    requests.open(requestLog, std::ios::app);
+    if (!requests) {
+      std::cerr << "kelo-sim: cannot write the request log " << requestLog << "\n";
       return 1;
     }
-    ptyChannel = std::make_unique<FdSerialChannel>(loop, pty.ReleaseMaster(), pty.SlavePath());
-    controller.SetOnLineLost([&] {
-      std::cerr << "kelo-sim: pseudo-terminal lost\n";
-      loop.Stop();
+    const int64_t startUs = loop.NowUs();
+    controller.SetOnRequest([&requests, &loop, startUs](const ReceivedRequest& request) {
+      requests << (loop.NowUs() - startUs) / 1000 << " " << RequestName(request) << std::endl;
     });
-    controller.Attach(*ptyChannel);
-    std::cout << "kelo-sim: serving on " << pty.SlavePath() << std::endl;
-  } else {
+  }
+
+  std::unique_ptr<SerialChannel> line;
+  std::unique_ptr<SimTcpListener> listener;
+#ifndef _WIN32
+  PseudoTerminal pty;  // keeps a slave descriptor open while the tool serves
+#endif
+  if (!tcp.empty()) {
     std::string host;
     uint16_t port = 0;
     if (!ParseHostPort(tcp, host, port)) {
@@ -280,17 +205,44 @@ int main(int argc, char** argv) {
       return 1;
     }
     std::cout << "kelo-sim: serving on tcp " << host << ":" << listener->Port() << std::endl;
+  } else {
+    std::string served = device;
+    if (device.empty()) {
+#ifdef _WIN32
+      std::cerr << "kelo-sim: Windows has no pseudo-terminals: serve on --tcp or --device\n";
+      return 2;
+#else
+      if (!pty.Open()) {
+        std::cerr << "kelo-sim: cannot create a pseudo-terminal: " << pty.Error() << "\n";
+        return 1;
+      }
+      served = pty.SlavePath();
+      line = std::make_unique<FdSerialChannel>(loop, pty.ReleaseMaster(), served);
+#endif
+    } else {
+      line = MakeSerialChannel(loop, device);
+      line->SetSettings(std::to_string(baud) + ",N,8,1");
+    }
+    if (!line->Open()) {
+      std::cerr << "kelo-sim: cannot open " << served << ": " << line->LastError() << "\n";
+      return 1;
+    }
+    controller.SetOnLineLost([&] {
+      std::cerr << "kelo-sim: " << served << " lost\n";
+      loop.Stop();
+    });
+    controller.Attach(*line);
+    std::cout << "kelo-sim: serving on " << served << std::endl;
   }
 
   OperatorConsole console(controller);
-  std::unique_ptr<StdinCommands> commands;
   if (!noStdin) {
-    commands = std::make_unique<StdinCommands>(loop, console);
-    if (::isatty(0)) std::cerr << "kelo-sim: type 'help' for operator commands\n";
+    process.ReadCommands(console);
+    if (SimProcessIo::InputIsTerminal())
+      std::cerr << "kelo-sim: type 'help' for operator commands\n";
   }
 
   loop.Run();
-  commands.reset();
   controller.Detach();
   std::cout << "kelo-sim: stopped" << std::endl;
   return 0;

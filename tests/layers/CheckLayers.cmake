@@ -7,7 +7,7 @@ cmake_minimum_required(VERSION 3.25)
 set(LAYER_MAP
   # the engine, bottom to top
   "tavkelo_runtime: Threads::Threads"
-  "tavkelo_platform: tavkelo_runtime"
+  "tavkelo_platform: tavkelo_runtime ws2_32"  # Winsock on Windows
   "tavkelo_host: tavkelo_platform"
   "tavkelo_link: tavkelo_host"
   "tavkelo_sequences: tavkelo_link"
@@ -24,6 +24,7 @@ set(LAYER_MAP
   "TavKeloASM: tavkelo_server CLI11::CLI11"
   "GenerateRemoteInterface: tavkelo_members"
   "kelo: tavkelo_client CLI11::CLI11"
+  "kelo-wire-session: tavkelo_automation"
   # test support and test programs
   "tavkelo_test_common:"
   "tavkelo_test_link: tavkelo_link tavkelo_test_common"

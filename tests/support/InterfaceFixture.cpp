@@ -24,21 +24,7 @@ std::unique_ptr<clsKeloInterface> InterfaceFixture::NewInterface() {
 std::vector<std::string> InterfaceFixture::RequestNames(size_t from) const {
   std::vector<std::string> names;
   const auto& all = sim.Requests();
-  for (size_t i = from; i < all.size(); ++i) {
-    const ReceivedRequest& r = all[i];
-    std::string name(1, static_cast<char>(r.command));
-    if (r.command == 'E' || r.command == 'F') {
-      char number[8];
-      std::snprintf(number, sizeof number, "%03d", r.variable);
-      name += number;
-    }
-    if (r.command == 'F') {
-      std::string value = r.valueText;
-      size_t blank = value.find(' ');
-      name += "=" + (blank == std::string::npos ? value : value.substr(0, blank));
-    }
-    names.push_back(name);
-  }
+  for (size_t i = from; i < all.size(); ++i) names.push_back(RequestName(all[i]));
   return names;
 }
 

@@ -1,6 +1,12 @@
 #include "support/SoakDriver.hpp"
 
+#ifdef _WIN32
+#include <windows.h>
+// after windows.h, which it needs
+#include <psapi.h>
+#else
 #include <unistd.h>
+#endif
 
 #include <algorithm>
 #include <cstdio>
@@ -50,11 +56,17 @@ void Add(CounterArray& to, const CounterArray& d) {
 
 // Under AddressSanitizer freed blocks sit in a quarantine of up to 256 MB, so resident memory
 // grows for hours whatever the program does; the sanitizer's count of live heap bytes is what
-// can be compared there. Everywhere else: the resident set from /proc/self/statm.
+// can be compared there. Everywhere else: the resident set (the working set on Windows).
 uint64_t MemoryBytes(bool& heap) {
 #if defined(__SANITIZE_ADDRESS__)
   heap = true;
   return __sanitizer_get_current_allocated_bytes();
+#elif defined(_WIN32)
+  heap = false;
+  PROCESS_MEMORY_COUNTERS counters{};
+  counters.cb = sizeof counters;
+  ::K32GetProcessMemoryInfo(::GetCurrentProcess(), &counters, sizeof counters);
+  return counters.WorkingSetSize;
 #else
   heap = false;
   std::ifstream statm("/proc/self/statm");

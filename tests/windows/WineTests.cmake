@@ -22,16 +22,26 @@ function(tavkelo_wine_test target label)
     FAIL_REGULAR_EXPRESSION "\\[  FAILED  \\]")
 endfunction()
 
+# The Win32 comm channel on a COM port that wine maps to a Linux pseudo-terminal, against the Linux
+# simulator, and the same session through the Linux build: the simulator's request logs must be
+# the same frame by frame. The Linux programs come from the normal build.
+set(TAVKELO_LINUX_BUILD ${PROJECT_SOURCE_DIR}/build/default CACHE PATH
+    "The Linux build whose kelo-sim and kelo-wire-session the COM-port test runs")
+add_test(NAME Wine.ComPortSession
+         COMMAND ${CMAKE_CURRENT_LIST_DIR}/com-port-session.sh ${TAVKELO_WINEPREFIX} ${WINE_LOG_DIR}
+                 $<TARGET_FILE:kelo-wire-session> ${TAVKELO_LINUX_BUILD}
+                 ${CMAKE_BINARY_DIR}/com-port-session)
+set_tests_properties(Wine.ComPortSession PROPERTIES
+  FIXTURES_REQUIRED wine LABELS "platform;wine" TIMEOUT 120 SKIP_RETURN_CODE 77)
+
 # tavkelo_wine_server_test(): TavKeloASM.exe and kelo.exe as a station runs them, whole
-# (server-under-wine.sh), compared with the Linux server of the default preset when it is built.
+# (server-under-wine.sh), compared with the Linux server of TAVKELO_LINUX_BUILD when it is built.
 function(tavkelo_wine_server_test)
-  set(TAVKELO_LINUX_SERVER ${PROJECT_SOURCE_DIR}/build/default/src/TavKeloASM CACHE FILEPATH
-      "The Linux server whose start-up log lines the Windows server's are compared with")
   add_test(NAME Wine.Server
            COMMAND ${CMAKE_COMMAND} -E env WINEPREFIX=${TAVKELO_WINEPREFIX}
                    ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/server-under-wine.sh
                    $<TARGET_FILE_DIR:TavKeloASM> ${CMAKE_BINARY_DIR}/server-under-wine
-                   ${WINE_LOG_DIR}/server ${TAVKELO_LINUX_SERVER})
+                   ${WINE_LOG_DIR}/server ${TAVKELO_LINUX_BUILD}/src/TavKeloASM)
   set_tests_properties(Wine.Server PROPERTIES
     FIXTURES_REQUIRED wine
     LABELS "server;wine"

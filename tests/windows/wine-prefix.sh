@@ -10,23 +10,32 @@ export WINEDEBUG=-all
 mkdir -p "$logs"
 case "$action" in
   start)
-    mkdir -p "$WINEPREFIX"  # wineserver starts in the prefix's folder; wineboot fills it
     # A persistent server first, so that the services wineboot starts (which would otherwise be
     # started by the first test program, holding CTest's pipes open) stay up for every test.
-    # (It fails when a server of this prefix still runs, which serves as well.)
-    wineserver -p </dev/null >"$logs/wineserver.out" 2>"$logs/wineserver.err" || true
+    mkdir -p "$WINEPREFIX"
+    # A server left running by an earlier run would refuse to start a second one.
+    wineserver -k </dev/null >/dev/null 2>&1 || true
+    wineserver -w </dev/null >/dev/null 2>&1 || true
+    wineserver -p </dev/null >"$logs/wineserver.out" 2>"$logs/wineserver.err"
     # Without 32-bit wine, wineboot reports the missing syswow64 and fails; the 64-bit prefix it
-    # makes is whole all the same, as its system folder shows (the persistent server writes the
-    # registry files only later).
+    # makes is whole all the same, as its registry shows (checked below).
     wineboot -i </dev/null >"$logs/wineboot.out" 2>"$logs/wineboot.err" || true
-    if [[ ! -f "$WINEPREFIX/drive_c/windows/system32/kernel32.dll" ]]; then
-      echo "wineboot made no prefix in $WINEPREFIX; see $logs/wineboot.err" >&2
-      exit 1
-    fi
+    # COM1 is the symbolic link "com1" in the prefix, which a serial test points at the
+    # pseudo-terminal it serves; wine reads its port map when its server starts, so once more.
+    wine reg add 'HKLM\Software\Wine\Ports' /v COM1 /t REG_SZ /d "$WINEPREFIX/com1" /f \
+      </dev/null >>"$logs/wineboot.out" 2>>"$logs/wineboot.err"
     # No display here: wine's null graphics driver lets programs make (hidden) top-level windows,
     # which the server's stop by WM_CLOSE needs.
     wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /t REG_SZ /d null /f \
-      </dev/null >"$logs/reg.out" 2>"$logs/reg.err"
+      </dev/null >>"$logs/wineboot.out" 2>>"$logs/wineboot.err"
+    wineserver -k </dev/null >>"$logs/wineserver.out" 2>>"$logs/wineserver.err" || true
+    wineserver -w </dev/null >>"$logs/wineserver.out" 2>>"$logs/wineserver.err" || true
+    # The registry is on disk once the first server has ended.
+    if [[ ! -f "$WINEPREFIX/system.reg" ]]; then
+      echo "wineboot made no prefix in $WINEPREFIX; see $logs/wineboot.err" >&2
+      exit 1
+    fi
+    wineserver -p </dev/null >>"$logs/wineserver.out" 2>>"$logs/wineserver.err"
     echo "wine prefix ready: $WINEPREFIX"
     ;;
   stop)

@@ -29,7 +29,9 @@ fi
 if [[ "${1:-}" == "--windows" ]]; then
   # The Windows build: mingw-w64's compiler with posix threads, its tools (widl, windres), wine to
   # run the tests, wine's IDL files, and GoogleTest's source to build it for the target.
-  for p in g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev googletest; do
+  # dpkg-dev unpacks the HTTP library's source package (see fetch_httplib_source).
+  for p in g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev googletest \
+           dpkg-dev; do
     need_package "$p"
   done
 fi
@@ -51,6 +53,40 @@ if [[ "${1:-}" == "--test" ]]; then
   fi
 fi
 
+# The Windows build's HTTP library: Debian's libcpp-httplib-dev carries a declarations-only header
+# (its code is in a Linux shared library), so the whole header comes from Debian's source package,
+# with Debian's patches applied, into build/deps/ (never committed). A deb-src entry is added for
+# the distribution's own archive when there is none.
+fetch_httplib_source() {
+  local root deps
+  root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+  deps="$root/build/deps"
+  if compgen -G "$deps/cpp-httplib-*/httplib.h" >/dev/null; then
+    return 0
+  fi
+  local as_root=()
+  [[ $(id -u) -ne 0 ]] && as_root=(sudo)
+  if ! grep -rqsE '^(deb-src |Types:.*deb-src)' /etc/apt/sources.list /etc/apt/sources.list.d/; then
+    echo "Adding deb-src entries for the distribution's archive (the HTTP library's source)"
+    local debian=/etc/apt/sources.list.d/debian.sources
+    if [[ -f "$debian" ]]; then
+      sed 's/^Types: deb$/Types: deb-src/' "$debian" |
+        "${as_root[@]}" tee /etc/apt/sources.list.d/debian-src.sources >/dev/null
+    else
+      sed -n 's/^deb /deb-src /p' /etc/apt/sources.list |
+        "${as_root[@]}" tee /etc/apt/sources.list.d/debian-src.list >/dev/null
+    fi
+    "${as_root[@]}" apt-get update -q
+  fi
+  mkdir -p "$deps"
+  # apt-get source unpacks with dpkg-source, which applies Debian's patches.
+  (cd "$deps" && apt-get source -q cpp-httplib)
+  if ! compgen -G "$deps/cpp-httplib-*/httplib.h" >/dev/null; then
+    echo "apt-get source cpp-httplib left no httplib.h in $deps" >&2
+    exit 1
+  fi
+}
+
 node_check() {  # playwright-core needs Node.js 20 or later
   if [[ "${1:-}" == "--test" ]] && command -v node >/dev/null 2>&1; then
     local major
@@ -65,6 +101,7 @@ node_check() {  # playwright-core needs Node.js 20 or later
 
 if [[ ${#missing[@]} -eq 0 ]]; then
   node_check "${1:-}"
+  [[ "${1:-}" == "--windows" ]] && fetch_httplib_source
   exit 0
 fi
 
@@ -80,3 +117,5 @@ export DEBIAN_FRONTEND=noninteractive
 "${sudo_cmd[@]}" apt-get update -q
 "${sudo_cmd[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"
 node_check "${1:-}"
+[[ "${1:-}" == "--windows" ]] && fetch_httplib_source
+exit 0

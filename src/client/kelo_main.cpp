@@ -8,7 +8,11 @@
 // Members act on this user's object on the server, created at first use and kept (with a long
 // lease) for the following commands; `kelo release` gives it back.
 
+#ifdef _WIN32
+#include <io.h>
+#else
 #include <unistd.h>
+#endif
 
 #include <cctype>
 #include <cstdio>
@@ -32,11 +36,18 @@ namespace {
 constexpr int kObjectLeaseSeconds = 3600;
 
 std::string StateFile(const std::string& server) {
-  const char* dir = std::getenv("XDG_RUNTIME_DIR");
-  std::string folder = dir != nullptr && *dir != '\0' ? dir : "/tmp";
   std::string key;
   for (char c : server) key.push_back(std::isalnum(static_cast<unsigned char>(c)) ? c : '_');
+#ifdef _WIN32
+  // The user's own temporary folder.
+  const char* dir = std::getenv("TEMP");
+  std::string folder = dir != nullptr && *dir != '\0' ? dir : ".";
+  return folder + "\\kelo-object-" + key;
+#else
+  const char* dir = std::getenv("XDG_RUNTIME_DIR");
+  std::string folder = dir != nullptr && *dir != '\0' ? dir : "/tmp";
   return folder + "/kelo-object-" + std::to_string(::getuid()) + "-" + key;
+#endif
 }
 
 // This user's object: the saved one while the server still knows it, else a new one.
@@ -128,7 +139,11 @@ void PrintMember(const MemberInfo& m) {
 
 void Watch(AutomationClient& client, int count) {
   int shown = 0;
+#ifdef _WIN32
+  bool tty = ::_isatty(::_fileno(stdout)) != 0;
+#else
   bool tty = ::isatty(STDOUT_FILENO) != 0;
+#endif
   client.FollowReadings([&](const nlohmann::json& r) {
     std::ostringstream out;
     char line[160];

@@ -12,6 +12,7 @@
 
 #include "host/Notices.hpp"
 #include "host/ProfileEnvironment.hpp"
+#include "host/ProgramFile.hpp"
 #include "host/clsIniProfile.hpp"
 #include "platform/VbError.hpp"
 #include "platform/VbFormat.hpp"
@@ -20,8 +21,13 @@
 namespace tavkelo {
 
 namespace {
-constexpr char kSep = '/';
-constexpr const char* kTempFolder = "/tmp";  // the temporary log folder of this platform
+constexpr char kSep = kPathSeparator;
+// The temporary log folder of this platform.
+#ifdef _WIN32
+constexpr const char* kTempFolder = "C:\\TMP";
+#else
+constexpr const char* kTempFolder = "/tmp";
+#endif
 
 bool IsDirectory(const std::string& path) {
   struct stat st {};

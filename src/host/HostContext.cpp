@@ -1,14 +1,15 @@
 #include "host/HostContext.hpp"
 
+#include "host/ProgramFile.hpp"
 #include "runtime/EventLoop.hpp"
 
 namespace tavkelo {
 
 namespace {
 std::string FolderOf(const std::string& path) {
-  size_t sep = path.rfind('/');
+  size_t sep = path.rfind(kPathSeparator);
   if (sep == std::string::npos) return ".";
-  return sep == 0 ? "/" : path.substr(0, sep);
+  return sep == 0 ? std::string(1, kPathSeparator) : path.substr(0, sep);
 }
 }  // namespace
 

@@ -2,6 +2,7 @@
 
 #include "host/Notices.hpp"
 #include "host/PrivateProfile.hpp"
+#include "host/ProgramFile.hpp"
 #include "platform/VbConvert.hpp"
 #include "platform/VbError.hpp"
 #include "platform/VbFormat.hpp"
@@ -10,8 +11,8 @@
 namespace tavkelo {
 
 namespace {
-// The directory separator of this platform's paths ("\" where the program was first written).
-constexpr char kSep = '/';
+// The directory separator of this platform's paths.
+constexpr char kSep = kPathSeparator;
 constexpr size_t kProfileBuffer = 200;
 }  // namespace
 

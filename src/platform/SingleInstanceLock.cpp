@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 namespace tavkelo {
 
@@ -61,6 +62,10 @@ SingleInstanceLock::~SingleInstanceLock() {
   // the path again. Another user's file stays (the folder is sticky), which does no harm.
   ::unlink(path_.c_str());
   ::close(fd_);
+}
+
+std::string SingleInstanceLock::ErrorText() const {
+  return std::strerror(error_);
 }
 
 bool SingleInstanceLock::TryAcquire() {

@@ -24,7 +24,8 @@ class SingleInstanceLock {
   SingleInstanceLock& operator=(const SingleInstanceLock&) = delete;
 
   // True when this process now holds the lock. False when another process holds it (Error() is
-  // then 0) or when the lock file cannot be opened or locked (Error() is the errno).
+  // then 0) or when the lock file cannot be opened or locked (Error() is the errno; on Windows,
+  // the system error code of the mutex).
   bool TryAcquire();
 #ifdef _WIN32
   bool Held() const {
@@ -38,6 +39,8 @@ class SingleInstanceLock {
   int Error() const {
     return error_;
   }
+  // Error() in words, as the system words it.
+  std::string ErrorText() const;
   const std::string& Path() const {
     return path_;
   }

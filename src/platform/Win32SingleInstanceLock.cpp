@@ -51,6 +51,27 @@ SingleInstanceLock::~SingleInstanceLock() {
   ::CloseHandle(static_cast<HANDLE>(handle_));
 }
 
+std::string SingleInstanceLock::ErrorText() const {
+  wchar_t* text = nullptr;
+  const DWORD length = ::FormatMessageW(
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+      nullptr, static_cast<DWORD>(error_), 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+  std::string words;
+  if (length > 0 && text != nullptr) {
+    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), nullptr, 0,
+                                           nullptr, nullptr);
+    words.resize(static_cast<size_t>(size));
+    ::WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), words.data(), size, nullptr,
+                          nullptr);
+  }
+  if (text != nullptr) ::LocalFree(text);
+  // The system's texts end with a full stop and a line break.
+  while (!words.empty() && (words.back() == '\n' || words.back() == '\r' || words.back() == '.'))
+    words.pop_back();
+  const std::string code = "system error " + std::to_string(static_cast<unsigned long>(error_));
+  return words.empty() ? code : words + " (" + code + ")";
+}
+
 bool SingleInstanceLock::TryAcquire() {
   if (handle_ != nullptr) return true;
   error_ = 0;

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <ctime>
 
+#include "host/ProgramFile.hpp"
+
 namespace tavkelo {
 
 namespace {
@@ -29,7 +31,8 @@ AuditLog::~AuditLog() {
 
 std::string AuditLog::FileName() const {
   // The day of the diagnostic log: local time.
-  return folder_ + "/AUDIT_" + Formatted(std::time(nullptr), "%Y%m%d", false) + ".LOG";
+  return folder_ + kPathSeparator + "AUDIT_" + Formatted(std::time(nullptr), "%Y%m%d", false) +
+         ".LOG";
 }
 
 void AuditLog::Write(nlohmann::json entry) {

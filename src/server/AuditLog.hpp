@@ -1,6 +1,7 @@
 #pragma once
 // The audit trail of commands: one JSON line for each state-changing request, written from the
-// HTTP worker threads to AUDIT_YYYYMMDD.LOG in the diagnostic log's folder, one file a day.
+// HTTP worker threads to AUDIT_YYYYMMDD.LOG in the diagnostic log's folder, one file a day. The
+// file is not for other users: it names the station's clients and what they did.
 
 #include <mutex>
 #include <string>
@@ -25,7 +26,11 @@ class AuditLog {
   std::string folder_;
   std::mutex mutex_;
   std::string openName_;
+#ifdef _WIN32
+  void* file_ = nullptr;  // the day's file (Win32AuditLog.cpp)
+#else
   int fd_ = -1;
+#endif
 };
 
 }  // namespace tavkelo

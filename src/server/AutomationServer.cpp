@@ -11,7 +11,11 @@ namespace {
 
 std::unique_ptr<httplib::Server> MakeHttpServer(const AutomationServer::Config& config) {
   if (config.tlsCert.empty()) return std::make_unique<httplib::Server>();
+#ifdef CPPHTTPLIB_OPENSSL_SUPPORT
   return std::make_unique<httplib::SSLServer>(config.tlsCert.c_str(), config.tlsKey.c_str());
+#else
+  return std::make_unique<httplib::Server>();  // Start() refuses: this build has no TLS
+#endif
 }
 
 AutomationServer::Config WithTls(AutomationServer::Config config) {
@@ -49,6 +53,7 @@ AutomationServer::AutomationServer(EventLoop& loop, KeloEngine& engine, PortMap*
   metrics_.AddRoutes(http_);
 }
 
+#if TAVKELO_HAS_HISTORY
 void AutomationServer::AddHistory(HistoryStore* store, CalibrationSchedule* schedule) {
   history_ = std::make_unique<HistoryRoutes>(context_, store, schedule);
   history_->AddRoutes(http_);
@@ -56,6 +61,7 @@ void AutomationServer::AddHistory(HistoryStore* store, CalibrationSchedule* sche
   monitor_.LeaveLastPassToHistory();
   metrics_.AddSource([routes = history_.get()](MetricsText& out) { routes->WriteMetrics(out); });
 }
+#endif
 
 void AutomationServer::WriteLoopMetrics(MetricsText& out) {
   using T = MetricsText::Type;
@@ -73,6 +79,12 @@ AutomationServer::~AutomationServer() {
 }
 
 bool AutomationServer::Start(std::string& error) {
+#ifndef CPPHTTPLIB_OPENSSL_SUPPORT
+  if (!config_.tlsCert.empty()) {
+    error = "this build of TavKeloASM serves no HTTPS (it is built without OpenSSL)";
+    return false;
+  }
+#endif
   if (!http_.is_valid()) {
     error = "cannot load the TLS certificate " + config_.tlsCert + " or its key " + config_.tlsKey +
             " (PEM files, the key unencrypted)";

@@ -14,7 +14,9 @@
 #include "server/ApiRequest.hpp"
 #include "server/AutomationApi.hpp"
 #include "server/ConsoleRoutes.hpp"
+#if TAVKELO_HAS_HISTORY
 #include "server/HistoryRoutes.hpp"
+#endif
 #include "server/MetricsRoutes.hpp"
 #include "server/ReadingsRoutes.hpp"
 #include "server/RequestGuard.hpp"
@@ -60,14 +62,18 @@ class AutomationServer {
   // What a fleet sees of the station: the metrics' and telemetry's source (loop thread).
   StationMonitor& Monitor() { return monitor_; }
   MetricsRoutes& Metrics() { return metrics_; }
+#if TAVKELO_HAS_HISTORY
   // The history's and the schedule's routes (before Start); nullptr for a server without history,
   // whose routes then answer 503.
   void AddHistory(HistoryStore* store, CalibrationSchedule* schedule);
+#endif
 
   // Stops accepting requests and ends the streams (loop thread). The loop must keep running
   // until ListenerDone(), because requests in progress still need it.
   void BeginStop();
-  bool ListenerDone() const { return listenerDone_.load(); }
+  bool ListenerDone() const {
+    return listenerDone_.load();
+  }
   // Releases every object, the console's last (loop thread, top level).
   void ReleaseAll();
 
@@ -87,7 +93,9 @@ class AutomationServer {
   ConsoleRoutes console_;
   StationMonitor monitor_;
   MetricsRoutes metrics_;
+#if TAVKELO_HAS_HISTORY
   std::unique_ptr<HistoryRoutes> history_;
+#endif
 };
 
 }  // namespace tavkelo

@@ -1,7 +1,5 @@
 #include "server/RequestGuard.hpp"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -119,16 +117,8 @@ thread_local Current current;
 bool LoadTokenFile(const std::string& path, std::vector<SecurityOptions::Token>& loaded,
                    std::string& error) {
   std::vector<SecurityOptions::Token> tokens;
-  struct stat st {};
-  if (::stat(path.c_str(), &st) != 0) {
-    error = "cannot read the token file " + path;
-    return false;
-  }
-  if ((st.st_mode & 077) != 0) {
-    char mode[8];
-    std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(st.st_mode & 07777));
-    error = "the token file " + path + " is open to other users (mode " + mode +
-            "); make it readable by its owner only: chmod 600 " + path;
+  if (std::string refusal = TokenFileExposure(path); !refusal.empty()) {
+    error = refusal;
     return false;
   }
   std::ifstream in(path);

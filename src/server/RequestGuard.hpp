@@ -51,6 +51,9 @@ struct SecurityOptions {
   ClientLimits::Limits limits;
 };
 
+// Why the token file may not be used as it is ("" when only its owner can read it): it cannot be
+// read, or other users may read it. One source per platform (TokenFileAccess.cpp).
+std::string TokenFileExposure(const std::string& path);
 // Reads a token file of lines "NAME ROLE TOKEN" (blank lines and # comments skipped). False with
 // `error` set when the file cannot be read, is open to other users, or a line is wrong.
 bool LoadTokenFile(const std::string& path, std::vector<SecurityOptions::Token>& tokens,

@@ -22,8 +22,7 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
     case MainOutcome::LockUnavailable: {
       const SingleInstanceLock& lock = *entry_->InstanceLock();
       outcome_ = Outcome::LockUnavailable;
-      error_ =
-          "cannot take the one-instance lock " + lock.Path() + ": " + std::strerror(lock.Error());
+      error_ = "cannot take the one-instance lock " + lock.Path() + ": " + lock.ErrorText();
       return;
     }
     case MainOutcome::RegistrationSwitch:
@@ -45,39 +44,58 @@ ServerAssembly::ServerAssembly(EventLoop& loop, ServerOptions options) {
   // The audit trail lies beside the diagnostic log.
   if (options.http.security.auditFolder.empty())
     options.http.security.auditFolder = host_->log.LogFolder();
+#if TAVKELO_HAS_HISTORY
   OpenHistory(options);
+#endif
   server_ =
       std::make_unique<AutomationServer>(loop, *engine_, ports_.get(), std::move(options.http));
+#if TAVKELO_HAS_HISTORY
   server_->AddHistory(History(), schedule_.get());
-  if (!options.mqtt.url.empty()) {
-    if (History() != nullptr) outbox_ = std::make_unique<HistoryOutbox>(*History());
-    mqtt_ = std::make_unique<MqttTelemetry>(loop, server_->Monitor(), std::move(options.mqtt),
-                                            outbox_.get());
-    if (mqtt_->RestoredEvents() > 0) {
-      host_->log.WriteLog("MQTT: " + std::to_string(mqtt_->RestoredEvents()) +
-                          " event(s) the broker had not acknowledged before the last stop are "
-                          "sent first");
-    }
-    if (schedule_) {
-      // Read on the publisher's thread: the history's reads never run on the loop.
-      mqtt_->AddStatePart("schedule", [schedule = schedule_.get()](double loopNow) {
-        return schedule->StateJson(LocalOleToUnix(loopNow));
-      });
-    }
-    if (!mqtt_->Start(error_)) {
-      outcome_ = Outcome::BadMqttOptions;
-      return;
-    }
-    server_->Metrics().AddSource(
-        [mqtt = mqtt_.get()](MetricsText& out) { mqtt->WriteMetrics(out); });
-  }
+#endif
+#if TAVKELO_HAS_MQTT
+  if (!options.mqtt.url.empty()) StartMqtt(std::move(options.mqtt));
+#endif
 }
 
+#if TAVKELO_HAS_MQTT
+void ServerAssembly::StartMqtt(MqttOptions options) {
+  OutboxJournal* journal = nullptr;
+#if TAVKELO_HAS_HISTORY
+  if (History() != nullptr) outbox_ = std::make_unique<HistoryOutbox>(*History());
+  journal = outbox_.get();
+#endif
+  mqtt_ =
+      std::make_unique<MqttTelemetry>(host_->loop, server_->Monitor(), std::move(options), journal);
+  if (mqtt_->RestoredEvents() > 0) {
+    host_->log.WriteLog("MQTT: " + std::to_string(mqtt_->RestoredEvents()) +
+                        " event(s) the broker had not acknowledged before the last stop are "
+                        "sent first");
+  }
+#if TAVKELO_HAS_HISTORY
+  if (schedule_) {
+    // Read on the publisher's thread: the history's reads never run on the loop.
+    mqtt_->AddStatePart("schedule", [schedule = schedule_.get()](double loopNow) {
+      return schedule->StateJson(LocalOleToUnix(loopNow));
+    });
+  }
+#endif
+  if (!mqtt_->Start(error_)) {
+    outcome_ = Outcome::BadMqttOptions;
+    return;
+  }
+  server_->Metrics().AddSource([mqtt = mqtt_.get()](MetricsText& out) { mqtt->WriteMetrics(out); });
+}
+#endif
+
 ServerAssembly::~ServerAssembly() {
+#if TAVKELO_HAS_HISTORY
   if (schedule_) CalibrationSchedule::Uninstall(engine_->Context());
   // The recorder before the store: a run still open is written as interrupted.
   recorder_.reset();
+#endif
 }
+
+#if TAVKELO_HAS_HISTORY
 
 std::string ServerAssembly::DefaultHistoryPath(const std::string& iniFile) {
   const size_t slash = iniFile.rfind('/');
@@ -116,6 +134,7 @@ void ServerAssembly::OpenHistory(const ServerOptions& options) {
   schedule_ = std::make_unique<CalibrationSchedule>(*history_, config);
   schedule_->Install(engine_->Context());
 }
+#endif
 
 bool ServerAssembly::ConnectConsole(int16_t port) {
   clsKeloInterface& console = server_->Console();

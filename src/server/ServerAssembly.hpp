@@ -8,17 +8,24 @@
 #include <string>
 #include <vector>
 
-#include "history/CalibrationSchedule.hpp"
-#include "history/HistoryRecorder.hpp"
-#include "history/HistoryStore.hpp"
 #include "host/HostContext.hpp"
 #include "host/modMain.hpp"
 #include "server/AutomationServer.hpp"
-#include "server/HistoryOutbox.hpp"
 #include "server/KeloEngine.hpp"
 #include "server/PortMap.hpp"
 #include "sim/KeloSimOptions.hpp"
+// A build may leave out the history (SQLite) and the MQTT telemetry (libmosquitto).
+#if TAVKELO_HAS_HISTORY
+#include "history/CalibrationSchedule.hpp"
+#include "history/HistoryRecorder.hpp"
+#include "history/HistoryStore.hpp"
+#endif
+#if TAVKELO_HAS_MQTT
 #include "telemetry/MqttTelemetry.hpp"
+#endif
+#if TAVKELO_HAS_HISTORY && TAVKELO_HAS_MQTT
+#include "server/HistoryOutbox.hpp"
+#endif
 
 namespace tavkelo {
 
@@ -36,12 +43,16 @@ struct ServerOptions {
   // "N=DEVICE" each (see PortMap::AddMapping).
   std::vector<std::string> portMappings;
   AutomationServer::Config http;
+#if TAVKELO_HAS_MQTT
   // Telemetry to an MQTT broker when its URL is set.
   MqttOptions mqtt;
+#endif
+#if TAVKELO_HAS_HISTORY
   // The history file ("" for TavKeloASM.history.sqlite beside the INI file); no history at all
   // when `history` is false.
   std::string historyPath;
   bool history = true;
+#endif
 };
 
 class ServerAssembly {
@@ -68,44 +79,73 @@ class ServerAssembly {
   KeloEngine& Engine() { return *engine_; }
   PortMap& Ports() { return *ports_; }
   AutomationServer& Server() { return *server_; }
+#if TAVKELO_HAS_MQTT
   // nullptr without --mqtt.
-  MqttTelemetry* Mqtt() { return mqtt_.get(); }
+  MqttTelemetry* Mqtt() {
+    return mqtt_.get();
+  }
+#endif
+#if TAVKELO_HAS_HISTORY
   // nullptr when the history is off or its file could not be opened.
-  HistoryStore* History() { return history_ && history_->IsOpen() ? history_.get() : nullptr; }
-  CalibrationSchedule* Schedule() { return schedule_.get(); }
-  HistoryRecorder* Recorder() { return recorder_.get(); }
+  HistoryStore* History() {
+    return history_ && history_->IsOpen() ? history_.get() : nullptr;
+  }
+  CalibrationSchedule* Schedule() {
+    return schedule_.get();
+  }
+  HistoryRecorder* Recorder() {
+    return recorder_.get();
+  }
   // The history file beside an INI file: its folder, "TavKeloASM.history.sqlite".
   static std::string DefaultHistoryPath(const std::string& iniFile);
+#endif
 
   // Connects the dashboard's console to the port, as a client's Init and Connect would (loop
   // thread, top level). False when it could not connect.
   bool ConnectConsole(int16_t port);
   // Binds and starts the HTTP server; false with `error` set when the address cannot be bound.
-  bool Serve(std::string& error) { return server_->Start(error); }
+  bool Serve(std::string& error) {
+    return server_->Start(error);
+  }
 
   // Stopping, in three steps: BeginStop (loop thread); keep the loop running until
   // ListenerDone(), as requests in progress need it; then Release (loop thread, top level), which
   // releases every object and removes the named semaphores of this process.
-  void BeginStop() { server_->BeginStop(); }
-  bool ListenerDone() const { return server_->ListenerDone(); }
+  void BeginStop() {
+    server_->BeginStop();
+  }
+  bool ListenerDone() const {
+    return server_->ListenerDone();
+  }
   void Release();
 
  private:
   void RemoveSemaphoreNames();
+#if TAVKELO_HAS_HISTORY
   void OpenHistory(const ServerOptions& options);
+#endif
+#if TAVKELO_HAS_MQTT
+  void StartMqtt(MqttOptions options);
+#endif
 
   Outcome outcome_ = Outcome::Ready;
   std::string error_;
   std::unique_ptr<HostContext> host_;
   std::unique_ptr<KeloEngine> engine_;
   std::unique_ptr<modMain> entry_;
+#if TAVKELO_HAS_HISTORY
   std::unique_ptr<HistoryStore> history_;
   std::unique_ptr<HistoryRecorder> recorder_;
   std::unique_ptr<CalibrationSchedule> schedule_;
+#endif
   std::unique_ptr<PortMap> ports_;
   std::unique_ptr<AutomationServer> server_;
+#if TAVKELO_HAS_HISTORY && TAVKELO_HAS_MQTT
   std::unique_ptr<HistoryOutbox> outbox_;  // the MQTT outbox in the history file
-  std::unique_ptr<MqttTelemetry> mqtt_;    // after the server: it listens to the server's monitor
+#endif
+#if TAVKELO_HAS_MQTT
+  std::unique_ptr<MqttTelemetry> mqtt_;  // after the server: it listens to the server's monitor
+#endif
 };
 
 }  // namespace tavkelo

@@ -1,8 +1,9 @@
 // TavKeloASM: the automation server for the Kelo chassis dynamometer.
 
-#include <unistd.h>
+#if TAVKELO_HAS_MQTT
+#include <unistd.h>  // gethostname
+#endif
 
-#include <climits>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 
 #include "ProgramVersion.hpp"
 #include "host/HostContext.hpp"
+#include "host/ProgramFile.hpp"
 #include "runtime/LoopTimer.hpp"
 #include "runtime/RealTimeLoop.hpp"
 #include "server/Registration.hpp"
@@ -18,13 +20,6 @@
 #include "server/SignalWatcher.hpp"
 
 namespace {
-
-std::string ExecutablePath(const char* argv0) {
-  char buffer[PATH_MAX + 1];
-  ssize_t n = ::readlink("/proc/self/exe", buffer, PATH_MAX);
-  if (n > 0) return std::string(buffer, static_cast<size_t>(n));
-  return argv0 != nullptr ? argv0 : "TavKeloASM";
-}
 
 bool SplitListen(const std::string& listen, std::string& host, int& port) {
   size_t colon = listen.rfind(':');
@@ -49,7 +44,7 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
   }
-  const std::string exePath = ExecutablePath(argv[0]);
+  const std::string exePath = RunningProgramPath(argv[0] != nullptr ? argv[0] : "TavKeloASM");
 
   // Registration switches end the process before anything else happens.
   if (std::string sw = FindRegistrationSwitch(commandLine); !sw.empty()) {
@@ -73,7 +68,12 @@ int main(int argc, char** argv) {
   bool simulate = false;
   std::vector<std::string> portMappings;
   std::string listen = "127.0.0.1:5180";
+#ifdef _WIN32
+  // A Windows station gets the program as a folder: the pages are in "web" beside the executable.
+  std::string webDir = exePath.substr(0, exePath.rfind('\\') + 1) + "web";
+#else
   std::string webDir = TAVKELO_WEB_DIR;
+#endif
   int leaseSeconds = 30;
   int connectPort = -1;
   std::string instance;
@@ -81,11 +81,15 @@ int main(int argc, char** argv) {
   bool noReconnect = false;
   SecurityOptions security;
   std::string tokenFile;
-  MqttOptions mqtt;
   std::string tlsCert;
   std::string tlsKey;
+#if TAVKELO_HAS_MQTT
+  MqttOptions mqtt;
+#endif
+#if TAVKELO_HAS_HISTORY
   std::string historyPath;
   bool noHistory = false;
+#endif
   app.add_flag("--simulate", simulate,
                "Serve every port without a --port mapping with an in-process simulated controller, "
                "and connect "
@@ -157,6 +161,7 @@ int main(int argc, char** argv) {
       ->type_name("N")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
+#if TAVKELO_HAS_MQTT
   app.add_option("--mqtt", mqtt.url,
                  "Publish telemetry to this MQTT broker: mqtt://[user@]host[:port] or "
                  "mqtts://[user@]host[:port]")
@@ -175,12 +180,32 @@ int main(int argc, char** argv) {
   app.add_option("--station", mqtt.station,
                  "This station's name in the MQTT topics tavkelo/<station>/... (default: the "
                  "host's name)");
+#endif
+#if TAVKELO_HAS_HISTORY
   app.add_option("--history", historyPath,
                  "History file of the runs (default: TavKeloASM.history.sqlite beside the INI "
                  "file)")
       ->type_name("PATH");
   app.add_flag("--no-history", noHistory, "Keep no history of the runs");
+#endif
   app.set_version_flag("--version", "TavKeloASM " + version);
+#ifdef _WIN32
+  app.footer(
+      "Registration: /REG adds a Run entry (HKEY_CURRENT_USER) that starts this server with the "
+      "other arguments\n"
+      "given at logon, /UNREG removes it; either ends the process. Only one server runs per "
+      "machine (per --instance).\n"
+      "Stop with Ctrl+C, Ctrl+Break, by closing its console, or with taskkill (without /F): "
+      "client objects are\n"
+      "released and the link is disconnected. Logoff and shutdown stop it the same way.\n"
+      "The INI file TavKeloASM.INI is beside the executable; the log is in LOGS beside the "
+      "executable's folder.\n"
+      "Commands (every POST, PUT and DELETE) are written to AUDIT_YYYYMMDD.LOG beside the "
+      "diagnostic log.\n"
+      "This Windows build has no history of the runs (SQLite), no MQTT telemetry (libmosquitto) "
+      "and no HTTPS\n"
+      "(OpenSSL): put a TLS-terminating reverse proxy in front and name it with --allow-host.");
+#else
   app.footer(
       "Registration: /REG installs a systemd user unit that starts this server with the other "
       "arguments given,\n"
@@ -191,6 +216,7 @@ int main(int argc, char** argv) {
       "diagnostic log.\n"
       "TLS: not served by TavKeloASM itself; put a TLS-terminating reverse proxy in front and "
       "name it with --allow-host.");
+#endif
   CLI11_PARSE(app, argc, argv);
 
   std::string host;
@@ -221,15 +247,18 @@ int main(int argc, char** argv) {
     hostOptions.instanceLockPath = SingleInstanceLock::DefaultPath("TavKeloASM." + instance);
   }
 
+  ServerOptions options;
+#if TAVKELO_HAS_MQTT
   if (mqtt.station.empty()) {
     char name[256] = {};
     if (::gethostname(name, sizeof name - 1) == 0) mqtt.station = name;
   }
-
-  ServerOptions options;
   options.mqtt = mqtt;
+#endif
+#if TAVKELO_HAS_HISTORY
   options.historyPath = historyPath;
   options.history = !noHistory;
+#endif
   options.host = hostOptions;
   options.commandLine = commandLine;
   options.simulate = simulate;
@@ -307,7 +336,7 @@ int main(int argc, char** argv) {
         }
         std::printf("TavKeloASM %s serving %s://%s:%d/ (pid %d)\n",
                     server.Host().ProgramVersionText.c_str(), tlsCert.empty() ? "http" : "https",
-                    host.c_str(), server.Server().Port(), static_cast<int>(::getpid()));
+                    host.c_str(), server.Server().Port(), RunningProcessId());
         for (int16_t p = 1; p <= 2; ++p) {
           std::printf("  port %d: %s\n", p, server.Ports().Describe(p).c_str());
         }
@@ -315,7 +344,11 @@ int main(int argc, char** argv) {
           std::printf("  console connected to port %d: %s\n", connectPort,
                       server.Server().Console().Connected() ? "yes" : "no");
         }
+#ifdef _WIN32
+        std::printf("Stop with Ctrl+C or taskkill (without /F).\n");
+#else
         std::printf("Stop with Ctrl-C or SIGTERM.\n");
+#endif
         std::fflush(stdout);
       },
       CallKind::CanWait);

@@ -77,16 +77,21 @@ TEST_F(LogTest, WithLoggingOffNothingIsWrittenButTheBoxIsShown) {
   EXPECT_FALSE(test::FileExists(LogPath()));
 }
 
-// Without a LOGS folder beside the program the log goes to DATA, and without DATA to /tmp.
+// Without a LOGS folder beside the program the log goes to DATA, and without DATA to the
+// temporary folder (/tmp; C:\TMP on Windows).
 TEST_F(LogTest, WithoutLogsFolderTheDataFolderOrTheTemporaryFolderIsUsed) {
   host.log.SetLogControlValue(1);
   host.log.OpenLogFile();
+#ifdef _WIN32
+  EXPECT_EQ(host.log.LogFileName(), "C:\\TMP\\KELO_20200622.LOG");
+#else
   EXPECT_EQ(host.log.LogFileName(), "/tmp/KELO_20200622.LOG");
+#endif
   std::string data = dir.MakeDir("data");
   host.log.SetEnvLookup([data](const std::string& name) { return name == "DATA" ? data : ""; });
   host.log.OpenLogFile();
-  EXPECT_EQ(host.log.LogFileName(), data + "/KELO_20200622.LOG");
-  EXPECT_TRUE(test::FileExists(data + "/KELO_20200622.LOG"));
+  EXPECT_EQ(host.log.LogFileName(), test::Native(data + "/KELO_20200622.LOG"));
+  EXPECT_TRUE(test::FileExists(test::Native(data + "/KELO_20200622.LOG")));
 }
 
 TEST_F(LogTest, AMissingDataFolderFailsTheOpenAndSwitchesLoggingOff) {
@@ -99,7 +104,9 @@ TEST_F(LogTest, AMissingDataFolderFailsTheOpenAndSwitchesLoggingOff) {
   EXPECT_FALSE(host.log.DynTst());
   auto shown = host.notices.Since(0);
   ASSERT_EQ(shown.size(), 1u);
-  EXPECT_EQ(shown[0].text.rfind("Error Opening '" + missing + "/KELO_20200622.LOG'  (", 0), 0u);
+  EXPECT_EQ(shown[0].text.rfind(
+                "Error Opening '" + test::Native(missing + "/KELO_20200622.LOG") + "'  (", 0),
+            0u);
 }
 
 TEST(LogStamp, HundredthsNeverReadOneHundred) {

@@ -151,17 +151,18 @@ TEST_F(IniProfile, GetValueConvertsItsDefaultLikeTheClassicConversions) {
 }
 
 TEST_F(IniProfile, AMissingFileIsCreatedOnWrite) {
-  env.defaultFileName = "sub/x";
+  env.defaultFileName = test::Native("sub/x");
   dir.MakeDir("sub");
   clsIniProfile ini(env);
-  EXPECT_EQ(ini.FileName(), dir.Path() + "/sub/x.INI");
+  EXPECT_EQ(ini.FileName(), dir.File("sub/x.INI"));
   EXPECT_EQ(ini.GetText("S", "K", "v"), "v");
-  EXPECT_EQ(test::ReadFile(dir.Path() + "/sub/x.INI"), "[S]\r\nK=v\r\n");
+  EXPECT_EQ(test::ReadFile(dir.File("sub/x.INI")), "[S]\r\nK=v\r\n");
 }
 
-// Drive, folder, name and extension composed, with APP the application folder.
+// Drive, folder, name and extension composed, with APP the application folder (the separator is
+// the platform's: "\\" on Windows).
 TEST_F(IniProfile, ResolvePathComposesDriveFolderNameAndExtension) {
-  env.appPath = "/opt/tavkelo/bin";
+  env.appPath = test::Native("/opt/tavkelo/bin");
   clsIniProfile ini(env);
   for (auto [name, expected] :
        {std::pair{"TavKeloASM.INI", "/opt/tavkelo/bin/TavKeloASM.INI"},
@@ -172,7 +173,7 @@ TEST_F(IniProfile, ResolvePathComposesDriveFolderNameAndExtension) {
         {"/cfg.d/settings", "/cfg.d/settings.INI"},  // a dot in a folder is no extension
         // A drive with a relative folder lands in the application folder: kept.
         {"D:cfg/x.ini", "D:/opt/tavkelo/bin/cfg/x.ini"}}) {
-    EXPECT_EQ(ini.ResolveProfilePath(name, ".INI"), expected) << name;
+    EXPECT_EQ(ini.ResolveProfilePath(test::Native(name), ".INI"), test::Native(expected)) << name;
   }
 }
 

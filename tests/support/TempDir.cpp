@@ -39,6 +39,15 @@ TempDir::~TempDir() {
   std::filesystem::remove_all(path_, ec);
 }
 
+std::string Native(std::string path) {
+#ifdef _WIN32
+  for (char& c : path) {
+    if (c == '/') c = '\\';
+  }
+#endif
+  return path;
+}
+
 std::string TempDir::MakeDir(const std::string& name) const {
   std::string dir = File(name);
   std::filesystem::create_directories(dir);

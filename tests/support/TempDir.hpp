@@ -5,6 +5,8 @@
 
 namespace tavkelo::test {
 
+std::string Native(std::string path);
+
 class TempDir {
  public:
   TempDir();
@@ -12,7 +14,8 @@ class TempDir {
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
   const std::string& Path() const { return path_; }
-  std::string File(const std::string& name) const { return path_ + "/" + name; }
+  // A path in the folder, written with "/" and given in the platform's form (see Native).
+  std::string File(const std::string& name) const { return Native(path_ + "/" + name); }
   // Creates a sub-folder and returns its path.
   std::string MakeDir(const std::string& name) const;
 
@@ -20,6 +23,8 @@ class TempDir {
   std::string path_;
 };
 
+// A path written with "/" in the platform's own form: on Windows every "/" becomes "\\".
+std::string Native(std::string path);
 // The whole content of a file ("" when it does not exist).
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);

@@ -33,3 +33,19 @@ add_test(NAME Wine.ComPortSession
                  ${CMAKE_BINARY_DIR}/com-port-session)
 set_tests_properties(Wine.ComPortSession PROPERTIES
   FIXTURES_REQUIRED wine LABELS "platform;wine" TIMEOUT 120 SKIP_RETURN_CODE 77)
+
+# tavkelo_wine_server_test(): TavKeloASM.exe and kelo.exe as a station runs them, whole
+# (server-under-wine.sh), compared with the Linux server of TAVKELO_LINUX_BUILD when it is built.
+function(tavkelo_wine_server_test)
+  add_test(NAME Wine.Server
+           COMMAND ${CMAKE_COMMAND} -E env WINEPREFIX=${TAVKELO_WINEPREFIX}
+                   ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/server-under-wine.sh
+                   $<TARGET_FILE_DIR:TavKeloASM> ${CMAKE_BINARY_DIR}/server-under-wine
+                   ${WINE_LOG_DIR}/server ${TAVKELO_LINUX_BUILD}/src/TavKeloASM)
+  set_tests_properties(Wine.Server PROPERTIES
+    FIXTURES_REQUIRED wine
+    LABELS "server;wine"
+    TIMEOUT 300
+    PASS_REGULAR_EXPRESSION "server-under-wine: [1-9][0-9]* passed, 0 failed"
+    FAIL_REGULAR_EXPRESSION "FAILED:")
+endfunction()

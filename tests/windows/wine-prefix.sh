@@ -24,6 +24,10 @@ case "$action" in
     # pseudo-terminal it serves; wine reads its port map when its server starts, so once more.
     wine reg add 'HKLM\Software\Wine\Ports' /v COM1 /t REG_SZ /d "$WINEPREFIX/com1" /f \
       </dev/null >>"$logs/wineboot.out" 2>>"$logs/wineboot.err"
+    # No display here: wine's null graphics driver lets programs make (hidden) top-level windows,
+    # which the server's stop by WM_CLOSE needs.
+    wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /t REG_SZ /d null /f \
+      </dev/null >>"$logs/wineboot.out" 2>>"$logs/wineboot.err"
     wineserver -k </dev/null >>"$logs/wineserver.out" 2>>"$logs/wineserver.err" || true
     wineserver -w </dev/null >>"$logs/wineserver.out" 2>>"$logs/wineserver.err" || true
     # The registry is on disk once the first server has ended.

@@ -41,7 +41,42 @@ LSTATUS DeleteTree(const std::wstring& key) {
 
 }  // namespace
 
-std::string RegisterComServer(const ComClassIdentity& identity, const std::wstring& exePath) {
+std::string ReadComIdentity(const std::wstring& exePath, ComClassIdentity& identity,
+                            ITypeInfo** dispatch) {
+  if (dispatch != nullptr) *dispatch = nullptr;
+  ITypeLib* library = nullptr;
+  HRESULT hr = ::LoadTypeLibEx(exePath.c_str(), REGKIND_NONE, &library);
+  if (FAILED(hr)) return Failed("cannot load the type library from the executable", hr);
+  TLIBATTR* attributes = nullptr;
+  if (SUCCEEDED(library->GetLibAttr(&attributes))) {
+    identity.libid = attributes->guid;
+    library->ReleaseTLibAttr(attributes);
+  }
+  bool foundClass = false;
+  for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
+    TYPEKIND kind{};
+    ITypeInfo* info = nullptr;
+    if (FAILED(library->GetTypeInfoType(i, &kind)) || FAILED(library->GetTypeInfo(i, &info)))
+      continue;
+    TYPEATTR* type = nullptr;
+    if (SUCCEEDED(info->GetTypeAttr(&type))) {
+      if (kind == TKIND_COCLASS) {
+        identity.clsid = type->guid;
+        foundClass = true;
+      } else if (kind == TKIND_DISPATCH && dispatch != nullptr && *dispatch == nullptr) {
+        info->AddRef();
+        *dispatch = info;
+      }
+      info->ReleaseTypeAttr(type);
+    }
+    info->Release();
+  }
+  library->Release();
+  return foundClass ? std::string() : "the type library has no class";
+}
+
+std::string RegisterComServer(const ComClassIdentity& identity, const std::wstring& exePath,
+                              const std::wstring& arguments) {
   const std::wstring clsid = L"CLSID\\" + GuidText(identity.clsid);
   const std::wstring progId = identity.progId;
   const struct {
@@ -50,7 +85,8 @@ std::string RegisterComServer(const ComClassIdentity& identity, const std::wstri
     std::wstring value;
   } values[] = {
       {clsid, nullptr, identity.className},
-      {clsid + L"\\LocalServer32", nullptr, L"\"" + exePath + L"\""},
+      {clsid + L"\\LocalServer32", nullptr,
+       L"\"" + exePath + L"\"" + (arguments.empty() ? L"" : L" " + arguments)},
       {clsid + L"\\ProgID", nullptr, progId},
       {clsid + L"\\TypeLib", nullptr, GuidText(identity.libid)},
       {progId, nullptr, progId},
@@ -75,18 +111,18 @@ std::string UnregisterComServer(const ComClassIdentity& identity, const std::wst
   if (SUCCEEDED(::LoadTypeLibEx(exePath.c_str(), REGKIND_NONE, &library))) {
     TLIBATTR* attributes = nullptr;
     if (SUCCEEDED(library->GetLibAttr(&attributes))) {
-      HRESULT hr = ::UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum,
-                                       attributes->wMinorVerNum, attributes->lcid,
-                                       attributes->syskind);
+      HRESULT hr =
+          ::UnRegisterTypeLib(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum,
+                              attributes->lcid, attributes->syskind);
       if (FAILED(hr) && hr != TYPE_E_REGISTRYACCESS) problem = Failed("type library", hr);
       library->ReleaseTLibAttr(attributes);
     }
     library->Release();
   }
   // Whatever the type library left (an older version's keys, for one) goes with the rest.
-  for (const std::wstring& key : {L"CLSID\\" + GuidText(identity.clsid),
-                                  std::wstring(identity.progId),
-                                  L"TypeLib\\" + GuidText(identity.libid)}) {
+  for (const std::wstring& key :
+       {L"CLSID\\" + GuidText(identity.clsid), std::wstring(identity.progId),
+        L"TypeLib\\" + GuidText(identity.libid)}) {
     if (LSTATUS status = DeleteTree(key); status != ERROR_SUCCESS && problem.empty())
       problem = Failed("cannot remove HKLM\\Software\\Classes keys", status);
   }

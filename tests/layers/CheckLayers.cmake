@@ -18,7 +18,7 @@ set(LAYER_MAP
   "tavkelo_com: tavkelo_automation tavkelo_members oleaut32 ole32 uuid"
   "tavkelo_telemetry: tavkelo_link tavkelo_members nlohmann_json::nlohmann_json PkgConfig::MOSQUITTO"
   "tavkelo_history: tavkelo_link nlohmann_json::nlohmann_json SQLite::SQLite3"
-  "tavkelo_server: tavkelo_history tavkelo_telemetry tavkelo_automation tavkelo_wizards tavkelo_sim PkgConfig::HTTPLIB nlohmann_json::nlohmann_json CLI11::CLI11"
+  "tavkelo_server: tavkelo_history tavkelo_telemetry tavkelo_automation tavkelo_wizards tavkelo_sim PkgConfig::HTTPLIB nlohmann_json::nlohmann_json CLI11::CLI11 tavkelo_com"
   "tavkelo_client: tavkelo_members PkgConfig::HTTPLIB nlohmann_json::nlohmann_json"
   # programs
   "kelo-sim: tavkelo_sim CLI11::CLI11"

@@ -5,7 +5,8 @@
 #   /REG registers the class (COM starts the server with the arguments given and -Embedding);
 #   the C++ client connects, checks its calls late- and early-bound, and holds its object while
 #   the VBScript client runs its whole session (warm-up and coastdown to completion): one server
-#   process serves both; after the last release the server ends by itself; /UNREG leaves no keys.
+#   process serves both, and its HTTP API shows the same engine (the coastdown they ran); after
+#   the last release the server ends by itself; /UNREG leaves no keys.
 set -euo pipefail
 export WINEPREFIX="$1" WINEDEBUG=-all
 server="$2"
@@ -49,7 +50,8 @@ done
 [[ -n "$pty" ]] || { echo "kelo-sim did not start"; cat "$work/sim.err"; exit 1; }
 ln -sfn "$pty" "$WINEPREFIX/com1"
 
-wine "$server" /REG --listen 127.0.0.1:0 --instance com-clients </dev/null >"$work/reg.out" 2>&1
+http_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+wine "$server" /REG --listen "127.0.0.1:$http_port" --instance com-clients </dev/null >"$work/reg.out" 2>&1
 cat "$work/reg.out"
 wine reg query 'HKLM\Software\Classes\TavKeloASM.clsKeloInterface\CLSID' </dev/null \
   >"$work/reg-query.out" 2>&1 || { echo "/REG wrote no ProgID"; exit 1; }
@@ -64,6 +66,12 @@ done
 (cd "$work" && timeout 240 wine cscript kelo-client.vbs 1 </dev/null >"$work/vbs.out" 2>&1) || true
 tr -d '\r' <"$work/vbs.out"
 servers_during=$(server_count)
+# The HTTP API of the same process shows the same engine: the coastdown the VBScript ran, completed,
+# and the status replies of the link the COM clients connected (the script's DisConnect has closed
+# it for both since: they share it).
+first=$(curl -sf "http://127.0.0.1:$http_port/api/readings" || echo '{}')
+http_view=$(jq -n --argjson a "$first" \
+  '$a.test.started == 3 and $a.test.completion == 3 and $a.counters.statusReplies > 10')
 touch "$work/release"
 wait "$client_pid" || true
 tr -d '\r' <"$work/client.out"
@@ -71,6 +79,10 @@ tr -d '\r' <"$work/client.out"
 status=0
 tr -d '\r' <"$work/vbs.out" | grep -qE '^[0-9]+ passed, 0 failed$' || { echo "the VBScript client failed"; status=1; }
 tr -d '\r' <"$work/client.out" | grep -qE '^[0-9]+ passed, 0 failed$' || { echo "the C++ client failed"; status=1; }
+if [[ "$http_view" != true ]]; then
+  echo "the HTTP API did not show the COM clients' engine: $first"
+  status=1
+fi
 if [[ "$servers_during" != 1 ]]; then
   echo "$servers_during server processes served the two clients, not one"
   status=1
@@ -94,5 +106,5 @@ for key in 'TavKeloASM.clsKeloInterface' 'CLSID\{4CD467F0-3609-446F-9061-CB82BC9
     status=1
   fi
 done
-[[ $status == 0 ]] && echo "COM clients: both passed, one server, ended by itself, no keys left"
+[[ $status == 0 ]] && echo "COM clients: both passed, one server (its HTTP API on the same engine), ended by itself, no keys left"
 exit $status

@@ -60,6 +60,13 @@ if(TARGET TavKeloASM)
                    $<TARGET_FILE:TavKeloASM> $<TARGET_FILE:LateBoundClient>
                    ${PROJECT_SOURCE_DIR}/docs/examples/kelo-client.vbs ${TAVKELO_LINUX_BUILD}
                    ${CMAKE_BINARY_DIR}/com-clients)
+  # The session's frames through COM to the Windows server and over HTTP to the Linux one.
+  add_test(NAME Wine.ComWireSession
+           COMMAND ${CMAKE_CURRENT_LIST_DIR}/com-wire-session.sh ${TAVKELO_WINEPREFIX}
+                   $<TARGET_FILE:TavKeloASM> ${TAVKELO_LINUX_BUILD}
+                   ${CMAKE_BINARY_DIR}/com-wire-session)
+  set_tests_properties(Wine.ComWireSession PROPERTIES
+    FIXTURES_REQUIRED wine LABELS "server;wine" TIMEOUT 120 SKIP_RETURN_CODE 77 RUN_SERIAL TRUE)
   set_tests_properties(Wine.ComClients PROPERTIES
     FIXTURES_REQUIRED wine LABELS "server;wine" TIMEOUT 300 SKIP_RETURN_CODE 77 RUN_SERIAL TRUE)
 endif()

@@ -43,6 +43,11 @@ class ComApartment {
   bool initialized_ = false;
 };
 
+// The server is a Windows-subsystem program, so that COM starts it without a console window. Run
+// by hand from a console, it writes there: when its standard streams lead nowhere, they are
+// joined to the parent's console.
+void UseParentConsole();
+
 // True when the command line says COM started the process ("-Embedding" or "/Embedding").
 bool IsEmbeddingSwitch(const std::string& argument);
 

@@ -45,6 +45,9 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
   }
+#ifdef _WIN32
+  UseParentConsole();
+#endif
   // COM starts the server with "-Embedding": it then ends when its last COM client has gone.
   bool embedding = false;
   std::vector<char*> arguments(argv, argv + argc);

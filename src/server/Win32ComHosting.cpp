@@ -3,6 +3,7 @@
 #include <oaidl.h>
 
 #include <cctype>
+#include <cstdio>
 
 #include "automation/clsKeloInterface.hpp"
 #include "com/ComRegistration.hpp"
@@ -19,6 +20,15 @@ ComApartment::ComApartment() {
 
 ComApartment::~ComApartment() {
   if (initialized_) ::CoUninitialize();
+}
+
+void UseParentConsole() {
+  HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
+  if (output != nullptr && output != INVALID_HANDLE_VALUE) return;  // redirected: keep it
+  if (!::AttachConsole(ATTACH_PARENT_PROCESS)) return;               // started by COM, say
+  std::freopen("CONOUT$", "w", stdout);
+  std::freopen("CONOUT$", "w", stderr);
+  std::freopen("CONIN$", "r", stdin);
 }
 
 bool IsEmbeddingSwitch(const std::string& argument) {

@@ -98,12 +98,12 @@ check "the log names itself by its Windows path" \
   grep -qF "TavKeloASM-Log:'Z:${work//\//\\}\\App\\LOGS\\KELO_" "$log"
 
 # 5. The start-up lines as the Linux server writes them, paths and times aside.
-startup() {  # startup LOGFILE: the first start-up block, stamps cut and paths masked
-  sed -e 's/^[0-9]\{6\}\.[0-9][0-9]-//' -e 's/^ \{10\}//' "$1" |
+startup() {  # startup LOGFILE: the first start-up block, line ends, stamps, times and paths masked
+  tr -d '\r' <"$1" | sed -e 's/^[0-9]\{6\}\.[0-9][0-9]-//' |
     sed -n '/^TavKeloASM: Main - Ver/,/ - Exiting \.\.\./p' |
     sed -e "s/^TavKeloASM-Me:'.*'$/TavKeloASM-Me:'PATH'/" \
         -e "s/^TavKeloASM-Log:'.*'$/TavKeloASM-Log:'PATH'/" \
-        -e 's/^ *([0-9: -]*)$/(DATE)/'
+        -e 's/[0-9]\{4\}-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]/TIME/g'
 }
 startup "$log" >"$logs/startup.windows"
 check "the Windows start-up block is there" grep -q "Exiting" "$logs/startup.windows"

@@ -75,11 +75,14 @@ int main(int argc, char** argv) {
 
   const std::string version =
       MakeProgramVersionText(kProgramVersionMajor, kProgramVersionMinor, kProgramVersionRevision);
-  CLI::App app{
-      "TavKeloASM " + version +
-      ": the automation server for the Kelo chassis dynamometer.\n"
-      "Clients create clsKeloInterface objects through the remote automation API over HTTP;\n"
-      "the dashboard and the calibration wizards are at the address it prints."};
+  CLI::App app{"TavKeloASM " + version +
+               ": the automation server for the Kelo chassis dynamometer.\n"
+               "Clients create clsKeloInterface objects through the remote automation API over HTTP"
+#ifdef _WIN32
+               " or through COM"
+#endif
+               ";\n"
+               "the dashboard and the calibration wizards are at the address it prints."};
   HostOptions hostOptions;
   hostOptions.programFilePath = exePath;
   bool simulate = false;
@@ -212,10 +215,15 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "TavKeloASM " + version);
 #ifdef _WIN32
   app.footer(
-      "Registration: /REG adds a Run entry (HKEY_CURRENT_USER) that starts this server with the "
-      "other arguments\n"
-      "given at logon, /UNREG removes it; either ends the process. Only one server runs per "
-      "machine (per --instance).\n"
+      "COM: inspection programs create TavKeloASM.clsKeloInterface; COM starts this server for "
+      "them (with\n"
+      "-Embedding and the arguments registered) and it ends 2 s after the last one has released "
+      "its object.\n"
+      "Registration (as an administrator): /REG registers the class, its type library and this "
+      "executable, with\n"
+      "the other arguments given, under HKLM\\Software\\Classes; /UNREG removes them; either "
+      "ends the process.\n"
+      "Only one server runs per machine (per --instance).\n"
       "Stop with Ctrl+C, Ctrl+Break, by closing its console, or with taskkill (without /F): "
       "client objects are\n"
       "released and the link is disconnected. Logoff and shutdown stop it the same way.\n"

@@ -15,11 +15,8 @@ script="$4"
 linux_build="$5"
 work="$6"
 sim="$linux_build/src/kelo-sim"
-if [[ ! -x "$sim" ]]; then
-  echo "missing $sim: build the Linux preset first (cmake --build --preset default)"
-  [[ -n "${CI:-}" ]] && exit 1
-  exit 77
-fi
+source "$(dirname "$0")/lib.sh"
+need_programs "$sim"
 rm -rf "$work"
 mkdir -p "$work"
 cp "$script" "$work/kelo-client.vbs"  # cscript takes a relative path, not a Unix one
@@ -39,18 +36,11 @@ if [[ "$(server_count)" != 0 ]]; then
 fi
 
 # A light rotor, so that the coastdown's windows pass in seconds.
-"$sim" --no-stdin --inertia-kg 300 --motor-force 2000 </dev/null >"$work/sim.out" 2>"$work/sim.err" &
-pids+=($!)
-pty=""
-for _ in $(seq 100); do
-  pty=$(sed -n 's/^kelo-sim: serving on \(\/dev\/pts\/[0-9]*\)$/\1/p' "$work/sim.out")
-  [[ -n "$pty" ]] && break
-  sleep 0.1
-done
-[[ -n "$pty" ]] || { echo "kelo-sim did not start"; cat "$work/sim.err"; exit 1; }
+start_sim "$sim" sim --inertia-kg 300 --motor-force 2000
+pids+=($sim_pid)
 ln -sfn "$pty" "$WINEPREFIX/com1"
 
-http_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+http_port=$(free_port)
 wine "$server" /REG --listen "127.0.0.1:$http_port" --instance com-clients </dev/null >"$work/reg.out" 2>&1
 cat "$work/reg.out"
 wine reg query 'HKLM\Software\Classes\TavKeloASM.clsKeloInterface\CLSID' </dev/null \

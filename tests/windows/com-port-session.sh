@@ -14,39 +14,11 @@ linux_build="$4"
 work="$5"
 sim="$linux_build/src/kelo-sim"
 linux_session="$linux_build/tests/kelo-wire-session"
-for program in "$sim" "$linux_session"; do
-  if [[ ! -x "$program" ]]; then
-    echo "missing $program: build the Linux preset first (cmake --build --preset default)"
-    [[ -n "${CI:-}" ]] && exit 1
-    exit 77
-  fi
-done
+source "$(dirname "$0")/lib.sh"
+need_programs "$sim" "$linux_session"
 rm -rf "$work"
 mkdir -p "$work/linux" "$work/windows"
-
-sim_pid=""
-stop_sim() {
-  if [[ -n "$sim_pid" ]]; then
-    kill -TERM "$sim_pid" 2>/dev/null || true
-    wait "$sim_pid" 2>/dev/null || true
-    sim_pid=""
-  fi
-}
 trap stop_sim EXIT
-
-start_sim() {  # start_sim NAME: a simulator on a new pseudo-terminal; sets $pty
-  "$sim" --no-stdin --request-log "$work/$1.requests" </dev/null >"$work/$1.sim.out" \
-    2>"$work/$1.sim.err" &
-  sim_pid=$!
-  pty=""
-  for _ in $(seq 100); do
-    pty=$(sed -n 's/^kelo-sim: serving on \(\/dev\/pts\/[0-9]*\)$/\1/p' "$work/$1.sim.out")
-    [[ -n "$pty" ]] && return 0
-    sleep 0.1
-  done
-  echo "kelo-sim did not start: $(cat "$work/$1.sim.err")"
-  exit 1
-}
 
 run_session() {  # run_session NAME COMMAND...: the session's report must end "0 failed"
   local name="$1"
@@ -60,11 +32,11 @@ run_session() {  # run_session NAME COMMAND...: the session's report must end "0
   cat "$work/$name.session.out"
 }
 
-start_sim linux
+start_sim "$sim" linux --request-log "$work/linux.requests"
 run_session linux "$linux_session" "$pty" "$work/linux"
 stop_sim
 
-start_sim windows
+start_sim "$sim" windows --request-log "$work/windows.requests"
 ln -sfn "$pty" "$WINEPREFIX/com1"
 run_session windows wine "$session_exe" COM1 "$(winepath -w "$work/windows" 2>/dev/null)"
 stop_sim
@@ -86,7 +58,7 @@ if timeout 30 wine "$sim_exe" --device COM7 --no-stdin </dev/null >"$work/nocom.
 fi
 echo "missing port: $(head -1 "$work/nocom.out")"
 
-start_sim vanish
+start_sim "$sim" vanish --request-log "$work/vanish.requests"
 ln -sfn "$pty" "$WINEPREFIX/com1"
 wine "$sim_exe" --device COM1 --no-stdin </dev/null >"$work/vanish.out" 2>&1 &
 windows_sim=$!

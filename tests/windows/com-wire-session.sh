@@ -13,13 +13,8 @@ linux_build="$3"
 work="$4"
 sim="$linux_build/src/kelo-sim"
 linux_server="$linux_build/src/TavKeloASM"
-for program in "$sim" "$linux_server"; do
-  if [[ ! -x "$program" ]]; then
-    echo "missing $program: build the Linux preset first (cmake --build --preset default)"
-    [[ -n "${CI:-}" ]] && exit 1
-    exit 77
-  fi
-done
+source "$(dirname "$0")/lib.sh"
+need_programs "$sim" "$linux_server"
 rm -rf "$work"
 mkdir -p "$work/linux-app"
 cp "$(dirname "$0")/wire-session.vbs" "$work/"
@@ -31,24 +26,9 @@ cleanup() {
 }
 trap cleanup EXIT
 
-start_sim() {  # start_sim NAME: sets $pty and $sim_pid
-  "$sim" --no-stdin --request-log "$work/$1.requests" </dev/null >"$work/$1.sim.out" \
-    2>"$work/$1.sim.err" &
-  sim_pid=$!
-  pids+=($sim_pid)
-  pty=""
-  for _ in $(seq 100); do
-    pty=$(sed -n 's/^kelo-sim: serving on \(\/dev\/pts\/[0-9]*\)$/\1/p' "$work/$1.sim.out")
-    [[ -n "$pty" ]] && return 0
-    sleep 0.1
-  done
-  echo "kelo-sim did not start"
-  exit 1
-}
-free_port() { python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
-
 # Over HTTP, to the Linux server.
-start_sim http
+start_sim "$sim" http --request-log "$work/http.requests"
+pids+=($sim_pid)
 port=$(free_port)
 cp "$linux_server" "$work/linux-app/TavKeloASM"
 "$work/linux-app/TavKeloASM" --port "1=$pty" --listen "127.0.0.1:$port" --instance wire-http \
@@ -67,10 +47,11 @@ sleep 2
 call DisConnect '{"args": []}' >/dev/null
 curl -sf -X DELETE -H 'Content-Type: application/json' "$api/$id" >/dev/null || true
 kill -TERM "$server_pid"; wait "$server_pid" || true
-kill -TERM "$sim_pid"; wait "$sim_pid" || true
+stop_sim
 
 # Through COM, to the Windows server.
-start_sim com
+start_sim "$sim" com --request-log "$work/com.requests"
+pids+=($sim_pid)
 ln -sfn "$pty" "$WINEPREFIX/com1"
 wine "$server_exe" /REG --listen "127.0.0.1:$(free_port)" --instance wire-com </dev/null \
   >"$work/reg.out" 2>&1
@@ -81,7 +62,7 @@ for _ in $(seq 100); do  # the server ends by itself after the script's release
   pgrep -f 'TavKeloASM\.exe.*[-/]Embedding' >/dev/null || break
   sleep 0.1
 done
-kill -TERM "$sim_pid"; wait "$sim_pid" || true
+stop_sim
 
 status=0
 for name in http com; do

@@ -5,6 +5,7 @@
 #include <oleauto.h>
 
 #include <cwctype>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -272,7 +273,7 @@ HRESULT KeloDispatch::GetIDsOfNames(REFIID riid, LPOLESTR* names, UINT count, LC
 }
 
 HRESULT KeloDispatch::Invoke(DISPID id, REFIID riid, LCID, WORD flags, DISPPARAMS* params,
-                             VARIANT* result, EXCEPINFO*, UINT* argumentError) {
+                             VARIANT* result, EXCEPINFO* exception, UINT* argumentError) {
   if (!IsEqualIID(riid, IID_NULL)) return DISP_E_UNKNOWNINTERFACE;
   const std::vector<std::string>& byId = NamesById();
   if (id < 1 || static_cast<size_t>(id) > byId.size()) return DISP_E_MEMBERNOTFOUND;
@@ -326,7 +327,21 @@ HRESULT KeloDispatch::Invoke(DISPID id, REFIID riid, LCID, WORD flags, DISPPARAM
     VariantClear(&converted);
   }
 
-  AutoValue value = member->invoke(*object_, arguments);
+  AutoValue value;
+  try {
+    value = member->invoke(*object_, arguments);
+  } catch (const std::exception& e) {
+    // Members return their failure values; an exception here is a fault of the server, and it
+    // must not cross into the client's process.
+    if (exception != nullptr) {
+      *exception = EXCEPINFO{};
+      exception->bstrSource = SysAllocString(L"TavKeloASM.clsKeloInterface");
+      std::wstring text = WideFromUtf8(e.what());
+      exception->bstrDescription = SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
+      exception->scode = E_UNEXPECTED;
+    }
+    return DISP_E_EXCEPTION;
+  }
 
   for (size_t p = 0; p < count; ++p) {
     if (!member->params[p].byRef || LeftOut(slots[p])) continue;

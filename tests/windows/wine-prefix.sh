@@ -36,6 +36,11 @@ case "$action" in
       exit 1
     fi
     wineserver -p </dev/null >>"$logs/wineserver.out" 2>>"$logs/wineserver.err"
+    # The desktop process: the first program that makes a window (with the null driver, it can)
+    # would otherwise start it, and it would hold that test's pipes open. Started here, with files.
+    # A session of its own, so that it outlives this script's.
+    setsid wine explorer.exe /desktop </dev/null >"$logs/desktop.out" 2>"$logs/desktop.err" &
+    sleep 2
     echo "wine prefix ready: $WINEPREFIX"
     ;;
   stop)

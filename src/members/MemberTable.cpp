@@ -1,5 +1,7 @@
 #include "members/MemberTable.hpp"
 
+#include <algorithm>
+
 namespace tavkelo {
 
 namespace {
@@ -377,6 +379,18 @@ const MemberInfo* FindMember(std::string_view name, MemberKind kind) {
     if (m.kind == kind && m.name == name) return &m;
   }
   return nullptr;
+}
+
+int32_t DispatchId(std::string_view name) {
+  static const std::vector<std::string> kNames = [] {
+    std::vector<std::string> names;
+    for (const MemberInfo& m : MemberTable()) {
+      if (std::find(names.begin(), names.end(), m.name) == names.end()) names.push_back(m.name);
+    }
+    return names;
+  }();
+  auto it = std::find(kNames.begin(), kNames.end(), name);
+  return it == kNames.end() ? 0 : static_cast<int32_t>(it - kNames.begin()) + 1;
 }
 
 std::string AutoTypeName(const AutoTypeRef& type) {

@@ -59,6 +59,10 @@ inline constexpr const char* kPublishedInterface = "_clsKeloInterface";
 
 const std::vector<MemberInfo>& MemberTable();
 const MemberInfo* FindMember(std::string_view name, MemberKind kind);
+// The dispatch id of a member name: 1 for the first name of the table, counting each name once
+// (a property's get and put share it); 0 for a name that is not in the table. Members are only
+// ever appended to the table, so a name keeps its id from one version to the next.
+int32_t DispatchId(std::string_view name);
 // The automation name of a type ("Single", "Integer", ..., or the enumeration's name).
 std::string AutoTypeName(const AutoTypeRef& type);
 

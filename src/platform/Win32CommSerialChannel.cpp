@@ -61,9 +61,10 @@ bool Win32CommSerialChannel::ApplySettings() {
   }
   // Settings text: "baud,parity,data,stop"; data bits 8 and stop bits 1 are fixed.
   size_t comma = settings_.find(',');
-  char parity = comma != std::string::npos && comma + 1 < settings_.size()
-                    ? static_cast<char>(std::toupper(static_cast<unsigned char>(settings_[comma + 1])))
-                    : 'N';
+  char parity =
+      comma != std::string::npos && comma + 1 < settings_.size()
+          ? static_cast<char>(std::toupper(static_cast<unsigned char>(settings_[comma + 1])))
+          : 'N';
   dcb.BaudRate = static_cast<DWORD>(SettingsBaudRate(settings_));
   dcb.ByteSize = 8;
   dcb.StopBits = ONESTOPBIT;

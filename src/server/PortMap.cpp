@@ -49,7 +49,7 @@ std::string PortMap::DeviceFor(int16_t port) const {
   auto it = mappings_.find(port);
   if (it != mappings_.end()) return it->second;
   if (simulateUnmapped_) return "sim";
-  return port >= 1 ? "/dev/ttyS" + std::to_string(port - 1) : "";
+  return port >= 1 ? PortDevice(port) : "";
 }
 
 std::string PortMap::Describe(int16_t port) const {

@@ -1,7 +1,8 @@
 #pragma once
-// Turns a client's port number (1 = COM1) into a serial channel. Port N is /dev/ttyS{N-1} unless
-// a mapping says otherwise: a device path, "socket://host:port", or "sim" for an in-process
-// simulated controller. With --simulate, every port without a mapping is simulated.
+// Turns a client's port number (1 = COM1) into a serial channel. Port N is /dev/ttyS{N-1}
+// (\\.\COMN on Windows) unless a mapping says otherwise: a device path, "socket://host:port", or
+// "sim" for an in-process simulated controller. With --simulate, every port without a mapping is
+// simulated.
 
 #include <map>
 #include <memory>

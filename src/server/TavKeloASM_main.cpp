@@ -15,6 +15,7 @@
 #include "host/ProgramFile.hpp"
 #include "runtime/LoopTimer.hpp"
 #include "runtime/RealTimeLoop.hpp"
+#include "server/ComHosting.hpp"
 #include "server/Registration.hpp"
 #include "server/ServerAssembly.hpp"
 #include "server/SignalWatcher.hpp"
@@ -44,6 +45,22 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     commandLine += (i > 1 ? " " : "") + std::string(argv[i]);
   }
+#ifdef _WIN32
+  UseParentConsole();
+#endif
+  // COM starts the server with "-Embedding": it then ends when its last COM client has gone.
+  bool embedding = false;
+  std::vector<char*> arguments(argv, argv + argc);
+#ifdef _WIN32
+  for (auto it = arguments.begin() + 1; it != arguments.end();) {
+    if (IsEmbeddingSwitch(*it)) {
+      embedding = true;
+      it = arguments.erase(it);
+    } else {
+      ++it;
+    }
+  }
+#endif
   const std::string exePath = RunningProgramPath(argv[0] != nullptr ? argv[0] : "TavKeloASM");
 
   // Registration switches end the process before anything else happens.
@@ -100,7 +117,11 @@ int main(int argc, char** argv) {
   app.add_option("--port", portMappings,
                  "Map a port number to a device: N=/dev/ttyUSB0, N=socket://host:port or N=sim "
                  "(repeatable). "
+#ifdef _WIN32
+                 "Unmapped port N is COMN")
+#else
                  "Unmapped port N is /dev/ttyS{N-1}")
+#endif
       ->type_name("N=DEVICE");
   app.add_option("--listen", listen, "Address and port of the HTTP API and the web pages")
       ->type_name("ADDR:PORT")
@@ -217,7 +238,11 @@ int main(int argc, char** argv) {
       "TLS: not served by TavKeloASM itself; put a TLS-terminating reverse proxy in front and "
       "name it with --allow-host.");
 #endif
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(static_cast<int>(arguments.size()), arguments.data());
+  } catch (const CLI::ParseError& e) {
+    return app.exit(e);
+  }
 
   std::string host;
   int httpPort = 0;
@@ -272,6 +297,10 @@ int main(int argc, char** argv) {
   options.http.security = security;
   options.http.tlsCert = tlsCert;
   options.http.tlsKey = tlsKey;
+#ifdef _WIN32
+  // The loop's thread is a single-threaded apartment: COM calls arrive as messages it pumps.
+  ComApartment apartment;
+#endif
   RealTimeLoop loop;
   ServerAssembly server(loop, options);
   switch (server.Result()) {
@@ -294,7 +323,11 @@ int main(int argc, char** argv) {
 
   // Signals are blocked before any thread starts, so that they reach the loop alone.
   LoopTimer shutdown(loop);
-  SignalWatcher signals(loop, [&](int) {
+  // The orderly end: a signal (or its Windows equivalents), or the last COM client gone.
+  bool stopping = false;
+  auto stop = [&] {
+    if (stopping) return;
+    stopping = true;
     std::printf("TavKeloASM: stopping\n");
     const SharedTestState& running = server.Engine().Context().test;
     if (running.CurTest != 0 || running.CurCalibration != calibration::None) {
@@ -317,13 +350,22 @@ int main(int argc, char** argv) {
     });
     shutdown.SetInterval(20);
     shutdown.SetEnabled(true);
-  });
+  };
+  SignalWatcher signals(loop, [&](int) { stop(); });
 
   std::string error;
   if (!server.Serve(error)) {
     std::fprintf(stderr, "TavKeloASM: %s\n", error.c_str());
     return 4;
   }
+#ifdef _WIN32
+  ComHosting com(loop, server.Engine().Context(), exePath,
+                 embedding ? std::function<void()>(stop) : std::function<void()>());
+  if (!com.Start(error)) {
+    std::fprintf(stderr, "TavKeloASM: COM clients cannot reach this server: %s\n", error.c_str());
+    if (embedding) return 4;  // started by COM for a client it cannot serve
+  }
+#endif
   if (connectPort < 0 && simulate) connectPort = 1;
   // The console connects as a call that can wait, run by the loop like a client's: clients that
   // call while it connects are queued behind it instead of running inside its wait.

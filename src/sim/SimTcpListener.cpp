@@ -17,13 +17,8 @@
 
 namespace tavkelo {
 
-SimTcpListener::SimTcpListener(EventLoop& loop, KeloController& controller)
-    : loop_(loop), controller_(controller) {}
-
 SimTcpListener::~SimTcpListener() {
-  controller_.SetOnLineLost(nullptr);
-  if (client_) controller_.Detach();
-  client_.reset();
+  DropClient();
   if (watch_ != 0) loop_.UnwatchFd(watch_);
   if (listenSocket_ >= 0) ::close(static_cast<int>(listenSocket_));
 }
@@ -54,10 +49,7 @@ bool SimTcpListener::Listen(const std::string& host, uint16_t port) {
   port_ = ntohs(addr.sin_port);
   listenSocket_ = listenFd;
   watch_ = loop_.WatchFd(listenFd, POLLIN, [this](short) { OnAcceptReady(); });
-  std::weak_ptr<bool> alive = alive_;
-  controller_.SetOnLineLost([this, alive] {
-    if (alive.lock()) OnClientLost();
-  });
+  FollowLineLost();
   return true;
 }
 
@@ -68,9 +60,8 @@ void SimTcpListener::OnAcceptReady() {
     int fd = ::accept4(static_cast<int>(listenSocket_), reinterpret_cast<sockaddr*>(&peer), &len,
                        SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) return;  // nothing more waiting (or a transient error)
-    if (client_) {
+    if (RefuseWhileServing()) {
       ::close(fd);  // one client at a time
-      if (onEvent_) onEvent_("refused a second client");
       continue;
     }
     int yes = 1;
@@ -78,15 +69,8 @@ void SimTcpListener::OnAcceptReady() {
     char text[INET_ADDRSTRLEN] = "?";
     ::inet_ntop(AF_INET, &peer.sin_addr, text, sizeof text);
     const std::string name = std::string(text) + ":" + std::to_string(ntohs(peer.sin_port));
-    client_ = std::make_unique<FdSerialChannel>(loop_, fd, "tcp " + name);
-    controller_.Attach(*client_);
-    if (onEvent_) onEvent_("connected " + name);
+    Serve(std::make_unique<FdSerialChannel>(loop_, fd, "tcp " + name), name);
   }
-}
-
-void SimTcpListener::OnClientLost() {
-  client_.reset();
-  if (onEvent_) onEvent_("disconnected");
 }
 
 }  // namespace tavkelo

@@ -32,7 +32,15 @@ class SimTcpListener {
   }
 
  private:
+  // The platform's part: the listening socket, and accepting what waits on it.
   void OnAcceptReady();
+  // Shared by both platforms (SimTcpClients.cpp): following the controller's line, taking a new
+  // client or refusing it, letting the client go.
+  void FollowLineLost();
+  // Joins an accepted client to the controller; RefuseWhileServing is true while one is served.
+  void Serve(std::unique_ptr<SerialChannel> channel, const std::string& peer);
+  bool RefuseWhileServing();
+  void DropClient();
   void OnClientLost();
 
   EventLoop& loop_;

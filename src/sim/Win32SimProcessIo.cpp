@@ -63,8 +63,7 @@ SimProcessIo::~SimProcessIo() {
 void SimProcessIo::ReadCommands(OperatorConsole& console) {
   HANDLE input = ::GetStdHandle(STD_INPUT_HANDLE);
   DWORD mode = 0;
-  const bool quitAtEnd =
-      ::GetConsoleMode(input, &mode) || ::GetFileType(input) == FILE_TYPE_PIPE;
+  const bool quitAtEnd = ::GetConsoleMode(input, &mode) || ::GetFileType(input) == FILE_TYPE_PIPE;
   EventLoop* loop = &state_->loop;
   // The thread may outlive the loop (it waits in a read until the process ends): it reaches the
   // loop only through TheReach, which forgets the loop when the tool shuts down.

@@ -11,13 +11,8 @@
 
 namespace tavkelo {
 
-SimTcpListener::SimTcpListener(EventLoop& loop, KeloController& controller)
-    : loop_(loop), controller_(controller) {}
-
 SimTcpListener::~SimTcpListener() {
-  controller_.SetOnLineLost(nullptr);
-  if (client_) controller_.Detach();
-  client_.reset();
+  DropClient();
   if (watch_ != 0) loop_.UnwatchHandle(watch_);
   if (listenSocket_ != -1) ::closesocket(static_cast<SOCKET>(listenSocket_));
   if (acceptEvent_ != nullptr) ::WSACloseEvent(static_cast<WSAEVENT>(acceptEvent_));
@@ -57,10 +52,7 @@ bool SimTcpListener::Listen(const std::string& host, uint16_t port) {
   listenSocket_ = static_cast<intptr_t>(s);
   acceptEvent_ = event;
   watch_ = loop_.WatchHandle(acceptEvent_, [this] { OnAcceptReady(); });
-  std::weak_ptr<bool> alive = alive_;
-  controller_.SetOnLineLost([this, alive] {
-    if (alive.lock()) OnClientLost();
-  });
+  FollowLineLost();
   return true;
 }
 
@@ -71,11 +63,11 @@ void SimTcpListener::OnAcceptReady() {
   for (;;) {
     sockaddr_in peer{};
     int len = sizeof peer;
-    SOCKET s = ::accept(static_cast<SOCKET>(listenSocket_), reinterpret_cast<sockaddr*>(&peer), &len);
+    SOCKET s =
+        ::accept(static_cast<SOCKET>(listenSocket_), reinterpret_cast<sockaddr*>(&peer), &len);
     if (s == INVALID_SOCKET) return;  // nothing more waiting (or a transient error)
-    if (client_) {
+    if (RefuseWhileServing()) {
       ::closesocket(s);  // one client at a time
-      if (onEvent_) onEvent_("refused a second client");
       continue;
     }
     // An accepted socket inherits the listener's event selection: the channel makes its own.
@@ -84,16 +76,8 @@ void SimTcpListener::OnAcceptReady() {
     ::inet_ntop(AF_INET, &peer.sin_addr, text, sizeof text);
     const std::string name = std::string(text) + ":" + std::to_string(ntohs(peer.sin_port));
     auto channel = std::make_unique<Win32TcpSerialChannel>(loop_, s, "tcp " + name);
-    if (!channel->Open()) continue;
-    client_ = std::move(channel);
-    controller_.Attach(*client_);
-    if (onEvent_) onEvent_("connected " + name);
+    if (channel->Open()) Serve(std::move(channel), name);
   }
-}
-
-void SimTcpListener::OnClientLost() {
-  client_.reset();
-  if (onEvent_) onEvent_("disconnected");
 }
 
 }  // namespace tavkelo

@@ -15,14 +15,18 @@ set(LAYER_MAP
   "tavkelo_automation: tavkelo_sequences tavkelo_members"
   "tavkelo_wizards: tavkelo_link"
   "tavkelo_sim: tavkelo_link"
+  "tavkelo_com: tavkelo_automation tavkelo_members oleaut32 ole32 uuid"
   "tavkelo_telemetry: tavkelo_link tavkelo_members nlohmann_json::nlohmann_json PkgConfig::MOSQUITTO"
   "tavkelo_history: tavkelo_link nlohmann_json::nlohmann_json SQLite::SQLite3"
-  "tavkelo_server: tavkelo_history tavkelo_telemetry tavkelo_automation tavkelo_wizards tavkelo_sim PkgConfig::HTTPLIB nlohmann_json::nlohmann_json CLI11::CLI11"
+  "tavkelo_server: tavkelo_history tavkelo_telemetry tavkelo_automation tavkelo_wizards tavkelo_sim PkgConfig::HTTPLIB nlohmann_json::nlohmann_json CLI11::CLI11 tavkelo_com"
   "tavkelo_client: tavkelo_members PkgConfig::HTTPLIB nlohmann_json::nlohmann_json"
+  # the COM class's type library (Windows): generated code and the .tlb resource, no engine
+  "tavkelo_com_typelib:"
   # programs
   "kelo-sim: tavkelo_sim CLI11::CLI11"
-  "TavKeloASM: tavkelo_server CLI11::CLI11"
+  "TavKeloASM: tavkelo_server tavkelo_com_typelib CLI11::CLI11"
   "GenerateRemoteInterface: tavkelo_members"
+  "GenerateIdl: tavkelo_members"
   "kelo: tavkelo_client CLI11::CLI11"
   "kelo-wire-session: tavkelo_automation"
   # test support and test programs
@@ -42,7 +46,9 @@ set(LAYER_MAP
   "test_history: tavkelo_history tavkelo_test_interface GTest::gtest_main"
   "test_soak: tavkelo_automation tavkelo_test_interface GTest::gtest_main"
   "test_server: tavkelo_server tavkelo_test_common GTest::gtest_main"
-  "test_e2e: tavkelo_client tavkelo_platform tavkelo_test_common GTest::gtest_main")
+  "test_e2e: tavkelo_client tavkelo_platform tavkelo_test_common GTest::gtest_main"
+  "test_com: tavkelo_com tavkelo_com_typelib tavkelo_test_interface GTest::gtest_main"
+  "LateBoundClient: tavkelo_com_typelib")
 
 foreach(line IN LISTS LAYER_MAP)
   string(REGEX MATCH "^([^:]+):(.*)$" whole "${line}")

@@ -49,3 +49,24 @@ function(tavkelo_wine_server_test)
     PASS_REGULAR_EXPRESSION "server-under-wine: [1-9][0-9]* passed, 0 failed"
     FAIL_REGULAR_EXPRESSION "FAILED:")
 endfunction()
+
+# COM clients of TavKeloASM.exe: the VBScript (docs/examples/kelo-client.vbs) under cscript and
+# the C++ client (docs/examples/LateBoundClient.cpp), at once, against kelo-sim on COM1.
+if(TARGET TavKeloASM)
+  add_executable(LateBoundClient ${PROJECT_SOURCE_DIR}/docs/examples/LateBoundClient.cpp)
+  target_link_libraries(LateBoundClient PRIVATE tavkelo_com_typelib tavkelo_warnings)
+  add_test(NAME Wine.ComClients
+           COMMAND ${CMAKE_CURRENT_LIST_DIR}/com-clients.sh ${TAVKELO_WINEPREFIX}
+                   $<TARGET_FILE:TavKeloASM> $<TARGET_FILE:LateBoundClient>
+                   ${PROJECT_SOURCE_DIR}/docs/examples/kelo-client.vbs ${TAVKELO_LINUX_BUILD}
+                   ${CMAKE_BINARY_DIR}/com-clients)
+  # The session's frames through COM to the Windows server and over HTTP to the Linux one.
+  add_test(NAME Wine.ComWireSession
+           COMMAND ${CMAKE_CURRENT_LIST_DIR}/com-wire-session.sh ${TAVKELO_WINEPREFIX}
+                   $<TARGET_FILE:TavKeloASM> ${TAVKELO_LINUX_BUILD}
+                   ${CMAKE_BINARY_DIR}/com-wire-session)
+  set_tests_properties(Wine.ComWireSession PROPERTIES
+    FIXTURES_REQUIRED wine LABELS "server;wine" TIMEOUT 120 SKIP_RETURN_CODE 77 RUN_SERIAL TRUE)
+  set_tests_properties(Wine.ComClients PROPERTIES
+    FIXTURES_REQUIRED wine LABELS "server;wine" TIMEOUT 300 SKIP_RETURN_CODE 77 RUN_SERIAL TRUE)
+endif()

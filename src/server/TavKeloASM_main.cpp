@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
   UseParentConsole();
 #endif
   // COM starts the server with "-Embedding": it then ends when its last COM client has gone.
-  bool embedding = false;
+  [[maybe_unused]] bool embedding = false;
   std::vector<char*> arguments(argv, argv + argc);
 #ifdef _WIN32
   for (auto it = arguments.begin() + 1; it != arguments.end();) {

@@ -25,7 +25,7 @@ ComApartment::~ComApartment() {
 void UseParentConsole() {
   HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
   if (output != nullptr && output != INVALID_HANDLE_VALUE) return;  // redirected: keep it
-  if (!::AttachConsole(ATTACH_PARENT_PROCESS)) return;               // started by COM, say
+  if (!::AttachConsole(ATTACH_PARENT_PROCESS)) return;              // started by COM, say
   std::freopen("CONOUT$", "w", stdout);
   std::freopen("CONOUT$", "w", stderr);
   std::freopen("CONIN$", "r", stdin);

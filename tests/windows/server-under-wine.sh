@@ -41,7 +41,8 @@ finish() {
   exit $?
 }
 
-rm -rf "$work"
+# Nothing of an earlier run: an old server.out would show an old address.
+rm -rf "$work" "$logs"
 mkdir -p "$work/App/Bin" "$work/App/LOGS" "$logs"
 # A station's folder: the program, and the LOGS folder beside its folder. Logging on, the rest of
 # the INI file as the server writes it.

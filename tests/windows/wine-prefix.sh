@@ -39,6 +39,11 @@ case "$action" in
     # The new server's services (rpcss among them, which any program using COM or OLE automation
     # needs) start here, with their streams on the log files, not under the first test program.
     wine wineboot </dev/null >>"$logs/wineboot.out" 2>>"$logs/wineboot.err" || true
+    # The desktop process: the first program that makes a window (with the null driver, it can)
+    # would otherwise start it, and it would hold that test's pipes open. Started here, with files.
+    # A session of its own, so that it outlives this script's.
+    setsid wine explorer.exe /desktop </dev/null >"$logs/desktop.out" 2>"$logs/desktop.err" &
+    sleep 2
     echo "wine prefix ready: $WINEPREFIX"
     ;;
   stop)

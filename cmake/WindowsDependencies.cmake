@@ -21,6 +21,11 @@ add_library(CLI11::CLI11 INTERFACE IMPORTED)
 target_include_directories(CLI11::CLI11 SYSTEM INTERFACE ${TAVKELO_HEADER_ONLY_DIR})
 
 if(TAVKELO_WITH_SERVER OR TAVKELO_WITH_CLIENT)
+  # A header not found at an earlier configure (before scripts/deps.sh fetched it) is looked for
+  # again.
+  if(NOT EXISTS "${TAVKELO_HTTPLIB_HEADER}")
+    unset(TAVKELO_HTTPLIB_HEADER CACHE)
+  endif()
   file(GLOB httplib_found ${PROJECT_SOURCE_DIR}/build/deps/cpp-httplib-*/httplib.h)
   list(SORT httplib_found)
   list(POP_BACK httplib_found httplib_newest)

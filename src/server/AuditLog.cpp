@@ -1,10 +1,7 @@
 #include "server/AuditLog.hpp"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <ctime>
+#include <cstdio>
 
 #include "host/ProgramFile.hpp"
 
@@ -12,13 +9,7 @@ namespace tavkelo {
 
 namespace {
 
-std::string Formatted(std::time_t t, const char* format, bool utc) {
-  std::tm parts{};
-  if (utc) {
-    ::gmtime_r(&t, &parts);
-  } else {
-    ::localtime_r(&t, &parts);
-  }
+std::string Formatted(const std::tm& parts, const char* format) {
   char text[32];
   return std::string(text, std::strftime(text, sizeof text, format, &parts));
 }
@@ -26,13 +17,13 @@ std::string Formatted(std::time_t t, const char* format, bool utc) {
 }  // namespace
 
 AuditLog::~AuditLog() {
-  if (fd_ >= 0) ::close(fd_);
+  CloseDay();
 }
 
 std::string AuditLog::FileName() const {
   // The day of the diagnostic log: local time.
-  return folder_ + kPathSeparator + "AUDIT_" + Formatted(std::time(nullptr), "%Y%m%d", false) +
-         ".LOG";
+  return folder_ + kPathSeparator + "AUDIT_" +
+         Formatted(TimeParts(std::time(nullptr), false), "%Y%m%d") + ".LOG";
 }
 
 void AuditLog::Write(nlohmann::json entry) {
@@ -41,22 +32,18 @@ void AuditLog::Write(nlohmann::json entry) {
   const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
   char millis[8];
   std::snprintf(millis, sizeof millis, ".%03dZ", static_cast<int>(ms.count() % 1000));
-  entry["time"] = Formatted(seconds, "%Y-%m-%dT%H:%M:%S", true) + millis;
+  entry["time"] = Formatted(TimeParts(seconds, true), "%Y-%m-%dT%H:%M:%S") + millis;
   const std::string line =
       entry.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
   const std::string name = FileName();
   std::lock_guard<std::mutex> lock(mutex_);
-  if (name != openName_ || fd_ < 0) {
-    if (fd_ >= 0) ::close(fd_);
-    // Not for other users: it names the station's clients and what they did.
-    fd_ = ::open(name.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+  if (name != openName_ || !DayOpen()) {
+    CloseDay();
+    OpenDay(name);
     openName_ = name;
   }
   // One write per line: lines from concurrent requests never interleave.
-  if (fd_ >= 0 && ::write(fd_, line.data(), line.size()) < 0) {
-    ::close(fd_);
-    fd_ = -1;
-  }
+  if (DayOpen() && !Append(line)) CloseDay();
 }
 
 }  // namespace tavkelo

@@ -3,6 +3,7 @@
 // HTTP worker threads to AUDIT_YYYYMMDD.LOG in the diagnostic log's folder, one file a day. The
 // file is not for other users: it names the station's clients and what they did.
 
+#include <ctime>
 #include <mutex>
 #include <string>
 
@@ -23,6 +24,14 @@ class AuditLog {
   std::string FileName() const;
 
  private:
+  // The platform's part (AuditLogFile.cpp, Win32AuditLogFile.cpp): calendar parts of a time, and
+  // the day's file opened for appending, written a line at a time, closed. Under mutex_.
+  static std::tm TimeParts(std::time_t t, bool utc);
+  void OpenDay(const std::string& name);
+  bool DayOpen() const;
+  bool Append(const std::string& line);
+  void CloseDay();
+
   std::string folder_;
   std::mutex mutex_;
   std::string openName_;

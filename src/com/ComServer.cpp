@@ -26,8 +26,15 @@ class ComServer::ClassFactory final : public IClassFactory {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-    IDispatch* made = server_.make_([&server = server_] { server.ObjectReleased(); });
+    // The object's final release reports which object it was.
+    auto self = std::make_shared<IUnknown*>(nullptr);
+    IDispatch* made = server_.make_([&server = server_, self] {
+      server.live_.erase(*self);
+      server.ObjectReleased();
+    });
     if (made == nullptr) return E_OUTOFMEMORY;
+    *self = made;
+    server_.live_.insert(made);
     server_.ObjectCreated();
     HRESULT hr = made->QueryInterface(riid, object);
     made->Release();  // the caller's reference, if it took one, keeps the object
@@ -76,6 +83,15 @@ void ComServer::Withdraw() {
   if (cookie_ == 0) return;
   ::CoRevokeClassObject(cookie_);
   cookie_ = 0;
+}
+
+void ComServer::DisconnectAll() {
+  Withdraw();
+  onIdle_ = nullptr;  // the server is ending already
+  const std::set<IUnknown*> live = live_;
+  for (IUnknown* object : live) {
+    if (live_.count(object) != 0) ::CoDisconnectObject(object, 0);
+  }
 }
 
 void ComServer::ObjectCreated() {

@@ -11,6 +11,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
+#include <set>
 #include <string>
 
 #include "runtime/EventLoop.hpp"
@@ -38,6 +40,9 @@ class ComServer {
   // The factory COM calls (also for tests, which create objects through it directly).
   IClassFactory* Factory();
   long Objects() const { return objects_; }
+  // Withdraws the class and has COM drop every reference its clients hold (CoDisconnectObject),
+  // so that each object's final release runs now.
+  void DisconnectAll();
 
   // How long the server waits after the last release before it withdraws, and how long it keeps
   // pumping after that before it ends.
@@ -62,6 +67,7 @@ class ComServer {
   CLSID clsid_{};
   DWORD cookie_ = 0;
   long objects_ = 0;
+  std::set<IUnknown*> live_;  // the objects made and not yet finally released
   long locks_ = 0;
   bool everUsed_ = false;
   bool offeredOnce_ = false;

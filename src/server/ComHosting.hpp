@@ -21,6 +21,9 @@ class ComHosting {
   ~ComHosting();
   // Reads the class from the executable's type library and offers it; false with `error` set.
   bool Start(std::string& error);
+  // The end of the server while clients still hold objects: COM lets go of them (their calls then
+  // fail as for a server that is gone), and they are released while the engine is still there.
+  void DisconnectClients();
 
  private:
   EventLoop& loop_;

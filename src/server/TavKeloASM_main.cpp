@@ -5,6 +5,7 @@
 #endif
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -333,6 +334,8 @@ int main(int argc, char** argv) {
   LoopTimer shutdown(loop);
   // The orderly end: a signal (or its Windows equivalents), or the last COM client gone.
   bool stopping = false;
+  // COM clients that still hold objects at the end lose them first (Windows).
+  std::function<void()> releaseComObjects = [] {};
   auto stop = [&] {
     if (stopping) return;
     stopping = true;
@@ -351,6 +354,7 @@ int main(int argc, char** argv) {
       shutdown.SetEnabled(false);
       loop.Post(
           [&] {
+            releaseComObjects();
             server.Release();
             loop.Stop();
           },
@@ -369,6 +373,7 @@ int main(int argc, char** argv) {
 #ifdef _WIN32
   ComHosting com(loop, server.Engine().Context(), exePath,
                  embedding ? std::function<void()>(stop) : std::function<void()>());
+  releaseComObjects = [&com] { com.DisconnectClients(); };
   if (!com.Start(error)) {
     std::fprintf(stderr, "TavKeloASM: COM clients cannot reach this server: %s\n", error.c_str());
     if (embedding) return 4;  // started by COM for a client it cannot serve

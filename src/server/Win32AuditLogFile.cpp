@@ -19,9 +19,9 @@ std::tm AuditLog::TimeParts(std::time_t t, bool utc) {
 
 void AuditLog::OpenDay(const std::string& name) {
   // Appending only: every write goes to the end of the file, whoever else writes it.
-  HANDLE file =
-      ::CreateFileW(WideFromUtf8(name).c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  HANDLE file = ::CreateFileW(WideFromUtf8(name).c_str(), FILE_APPEND_DATA,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
   file_ = file == INVALID_HANDLE_VALUE ? nullptr : file;
 }
 

@@ -49,6 +49,10 @@ ComHosting::~ComHosting() {
   if (dispatchInfo_ != nullptr) static_cast<ITypeInfo*>(dispatchInfo_)->Release();
 }
 
+void ComHosting::DisconnectClients() {
+  if (server_) server_->DisconnectAll();
+}
+
 bool ComHosting::Start(std::string& error) {
   ComClassIdentity identity;
   ITypeInfo* dispatch = nullptr;

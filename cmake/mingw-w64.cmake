@@ -8,10 +8,6 @@ set(CMAKE_C_COMPILER ${TAVKELO_MINGW_PREFIX}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${TAVKELO_MINGW_PREFIX}-g++-posix)
 set(CMAKE_RC_COMPILER ${TAVKELO_MINGW_PREFIX}-windres)
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
-# The programs a station gets: optimized, without debugging information (which would make the
-# statically linked programs ten times the size and their links the slowest step of the build).
-set(CMAKE_C_FLAGS_RELEASE_INIT "-O2 -DNDEBUG")
-set(CMAKE_CXX_FLAGS_RELEASE_INIT "-O2 -DNDEBUG")
 
 # Only the target's own headers and libraries: never the build machine's /usr/include.
 set(CMAKE_FIND_ROOT_PATH /usr/${TAVKELO_MINGW_PREFIX})

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/ProgramFile.hpp"
+#include "platform/Win32Text.hpp"
 
 namespace tavkelo {
 
@@ -19,13 +20,8 @@ std::string RunningProgramPath(const std::string& fallback) {
     }
     path.resize(path.size() * 2);  // cut short: a longer path than MAX_PATH
   }
-  const int size = ::WideCharToMultiByte(CP_UTF8, 0, path.data(), static_cast<int>(path.size()),
-                                         nullptr, 0, nullptr, nullptr);
-  if (size <= 0) return fallback;
-  std::string text(static_cast<size_t>(size), '\0');
-  ::WideCharToMultiByte(CP_UTF8, 0, path.data(), static_cast<int>(path.size()), text.data(), size,
-                        nullptr, nullptr);
-  return text;
+  std::string text = Utf8FromWide(path);
+  return text.empty() ? fallback : text;
 }
 
 int RunningProcessId() {

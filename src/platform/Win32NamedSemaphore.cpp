@@ -7,19 +7,14 @@
 #include <system_error>
 
 #include "platform/NamedSemaphore.hpp"
+#include "platform/Win32Text.hpp"
 
 namespace tavkelo {
 
 namespace {
 std::wstring KernelName(const std::string& name) {
   std::string plain = !name.empty() && name[0] == '/' ? name.substr(1) : name;
-  if (plain.empty()) return {};
-  int size =
-      ::MultiByteToWideChar(CP_UTF8, 0, plain.data(), static_cast<int>(plain.size()), nullptr, 0);
-  std::wstring wide(static_cast<size_t>(size), L'\0');
-  ::MultiByteToWideChar(CP_UTF8, 0, plain.data(), static_cast<int>(plain.size()), wide.data(),
-                        size);
-  return wide;
+  return WideFromUtf8(plain);
 }
 HANDLE Sem(void* handle) {
   return static_cast<HANDLE>(handle);

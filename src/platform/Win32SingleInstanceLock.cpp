@@ -6,19 +6,11 @@
 #include <string>
 
 #include "platform/SingleInstanceLock.hpp"
+#include "platform/Win32Text.hpp"
 
 namespace tavkelo {
 
 namespace {
-std::wstring Wide(const std::string& text) {
-  if (text.empty()) return {};
-  int size =
-      ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-  std::wstring wide(static_cast<size_t>(size), L'\0');
-  ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(), size);
-  return wide;
-}
-
 // A kernel object's name may hold no backslash but the one after its namespace: a lock named by a
 // file path (as tests do) becomes a name of its own with "/" in place of "\".
 std::string MutexName(const std::string& path) {
@@ -57,13 +49,7 @@ std::string SingleInstanceLock::ErrorText() const {
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
       nullptr, static_cast<DWORD>(error_), 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
   std::string words;
-  if (length > 0 && text != nullptr) {
-    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), nullptr, 0,
-                                           nullptr, nullptr);
-    words.resize(static_cast<size_t>(size));
-    ::WideCharToMultiByte(CP_UTF8, 0, text, static_cast<int>(length), words.data(), size, nullptr,
-                          nullptr);
-  }
+  if (length > 0 && text != nullptr) words = Utf8FromWide(std::wstring(text, length));
   if (text != nullptr) ::LocalFree(text);
   // The system's texts end with a full stop and a line break.
   while (!words.empty() && (words.back() == '\n' || words.back() == '\r' || words.back() == '.'))
@@ -75,7 +61,7 @@ std::string SingleInstanceLock::ErrorText() const {
 bool SingleInstanceLock::TryAcquire() {
   if (handle_ != nullptr) return true;
   error_ = 0;
-  HANDLE mutex = ::CreateMutexW(nullptr, TRUE, Wide(MutexName(path_)).c_str());
+  HANDLE mutex = ::CreateMutexW(nullptr, TRUE, WideFromUtf8(MutexName(path_)).c_str());
   if (mutex == nullptr) {
     error_ = static_cast<int>(::GetLastError());
     return false;
